@@ -1,0 +1,12 @@
+#include <Orvo/ThreadControl.h>
+
+#include <thread>
+
+namespace Orvo {
+
+void ThreadControl::forceThreadsInUse()
+{
+   std::thread([] {}).join();
+}
+
+} // namespace Orvo
