@@ -8,6 +8,10 @@
 
 namespace Orvo {
 
+/// A pointer to U is a pointer to T as well: T is a base of U, or adds const.
+template <class U, class T>
+concept PointsAlsoTo = std::convertible_to<U*, T*>;
+
 /// Pointer that keeps a reference to what it points to, or is null. The object counts its references itself: it has
 /// `referenceTake() const` and `referenceDrop() const`, like every `Node`. One word; usable in constant-initialised
 /// statics.
@@ -39,13 +43,15 @@ public:
    Ptr(Ptr&& other) noexcept : object_(other.release()) {}
 
    /// From a pointer to a derived or less constant type.
-   template <class U>
-   requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other)
-   noexcept : object_(other.get()) { take(); }
+   template <PointsAlsoTo<T> U>
+   Ptr(Ptr<U> const& other) noexcept : object_(other.get())
+   {
+      take();
+   }
 
-   template <class U>
-   requires std::convertible_to<U*, T*> Ptr(Ptr<U>&& other)
-   noexcept : object_(other.release()) {}
+   template <PointsAlsoTo<T> U>
+   Ptr(Ptr<U>&& other) noexcept : object_(other.release())
+   {}
 
    constexpr ~Ptr() { reset(); }
 
@@ -55,7 +61,7 @@ public:
       return *this;
    }
 
-   Ptr& operator=(Ptr&& other)
+   Ptr& operator=(Ptr&& other) noexcept
    {
       Ptr taken(std::move(other));
       reset();

@@ -1,0 +1,23 @@
+#include "src/BootId.h"
+#include "src/FileDescriptor.h"
+#include "src/Refusal.h"
+#include <cerrno>
+#include <fcntl.h>
+
+namespace pinmem_lib {
+
+std::string bootId(char const* path)
+{
+   constexpr std::size_t length = 36;
+   FileDescriptor const file(::open(path, O_RDONLY | O_CLOEXEC));
+   if (!file.isOpen()) {
+      refuse("cannot read '", path, "': ", systemText(errno), "; mount /proc");
+   }
+   char text[length];
+   if (::read(file.number(), text, length) != static_cast<ssize_t>(length)) {
+      refuse("'", path, "' does not hold a boot id; mount /proc of this kernel");
+   }
+   return std::string(text, length);
+}
+
+} // namespace pinmem_lib

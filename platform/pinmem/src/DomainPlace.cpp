@@ -1,0 +1,67 @@
+#include "src/DomainPlace.h"
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <utility>
+
+namespace pinmem_lib {
+
+namespace {
+
+using Trust = Directory::Trust;
+using Missing = Directory::Missing;
+
+/// `/dev/shm/pinmem-<uid>`.
+std::optional<Directory> userFolderOf(Roots const& roots, Missing missing)
+{
+   return Directory::open(roots.memory, Trust::shared)
+      .child("pinmem-" + std::to_string(::geteuid()), Trust::hidden, missing);
+}
+
+/// The folder that holds the control files of this user's domains.
+std::optional<Directory> controlBaseOf(Settings const& settings, Roots const& roots, Missing missing)
+{
+   if (settings.directory) {
+      return Directory::open(*settings.directory, Trust::guarded);
+   }
+   if (roots.isPrivileged) {
+      return Directory::open(roots.run, Trust::shared).child("pinmem", Trust::guarded, missing);
+   }
+   std::string const path = roots.run + "/pinmem";
+   struct stat status = {};
+   bool const isOursInRun = ::lstat((path + "/" + settings.domain).c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+                            status.st_uid == ::geteuid();
+   return isOursInRun ? Directory::open(path, Trust::guarded) : userFolderOf(roots, missing);
+}
+
+} // namespace
+
+std::optional<DomainPlace> DomainPlace::open(Settings const& settings, Roots const& roots, Missing missing)
+{
+   checkPlaceOf(settings);
+   std::optional<Directory> controlBase = controlBaseOf(settings, roots, missing);
+   if (!controlBase) {
+      return std::nullopt;
+   }
+   std::optional<Directory> control = controlBase->child(settings.domain, Trust::hidden, missing);
+   if (!control) {
+      return std::nullopt;
+   }
+   // A domain is there when its control folder is: what is missing below was removed half, and is made again.
+   std::optional<Directory> memoryBase =
+      settings.directory ? Directory::open(*settings.directory, Trust::guarded) : userFolderOf(roots, Missing::create);
+   if (!memoryBase) {
+      return std::nullopt;
+   }
+   std::optional<Directory> memory = memoryBase->child(settings.domain, Trust::hidden, Missing::create);
+   if (!memory) {
+      return std::nullopt;
+   }
+   std::optional<Directory> data = memory->child("data", Trust::hidden, Missing::create);
+   if (!data) {
+      return std::nullopt;
+   }
+   return DomainPlace{
+      std::move(*controlBase), std::move(*control), std::move(*memoryBase), std::move(*memory), std::move(*data)};
+}
+
+} // namespace pinmem_lib

@@ -1,0 +1,190 @@
+#include "src/Index.h"
+#include "src/Refusal.h"
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace pinmem_lib {
+
+namespace {
+
+constexpr char fileName[] = "index";
+constexpr char fileNameUnfinished[] = "index.new";
+constexpr char cure[] = "; nothing was changed; end the domain's processes and run: pinmemctl remove-domain";
+
+std::uint64_t offsetOf(std::uint32_t slot)
+{
+   return sizeof(IndexHeader) + std::uint64_t{slot} * sizeof(Record);
+}
+
+} // namespace
+
+Index::Index(FileDescriptor file, std::string path) : file_(std::move(file)), path_(std::move(path))
+{
+   struct stat status = {};
+   if (::fstat(file_.number(), &status) == 0) {
+      device_ = status.st_dev;
+      inode_ = status.st_ino;
+   }
+}
+
+Index Index::open(Directory const& place)
+{
+   std::string const path = printable(place.path()) + "/" + fileName;
+   FileDescriptor file = place.file(fileName, O_RDWR);
+   if (!file.isOpen()) {
+      refuse(
+         "index '", path, "' cannot be opened: ", systemText(errno), "; make it readable and writable for this user");
+   }
+   Index index(std::move(file), path);
+   index.readHeader();
+   return index;
+}
+
+Index Index::create(Directory const& place, std::string const& bootId)
+{
+   ::unlinkat(place.number(), fileNameUnfinished, 0);
+   std::string const path = printable(place.path()) + "/" + fileName;
+   FileDescriptor file = place.file(fileNameUnfinished, O_RDWR | O_CREAT | O_EXCL);
+   if (!file.isOpen()) {
+      refuse("index '", path, "' cannot be made: ", systemText(errno), "; make the directory writable for this user");
+   }
+   Index index(std::move(file), path);
+   index.header_ = IndexHeader::make(bootId);
+   index.writeBytes(&index.header_, sizeof(index.header_), 0);
+   if (::renameat(place.number(), fileNameUnfinished, place.number(), fileName) != 0) {
+      refuse("index '", index.path_, "' cannot be put in place: ", systemText(errno));
+   }
+   return index;
+}
+
+bool Index::isThere(Directory const& place)
+{
+   struct stat status = {};
+   return ::fstatat(place.number(), fileName, &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+void Index::readHeader()
+{
+   if (::pread(file_.number(), &header_, sizeof(header_), 0) != static_cast<ssize_t>(sizeof(header_))) {
+      refuse("index '", path_, "' is damaged: it is too short for its header", cure);
+   }
+   if (header_.magic != IndexHeader::expectedMagic) {
+      refuse("index '", path_, "' is damaged: it does not start like an index", cure);
+   }
+   if (header_.checksum != header_.expectedChecksum()) {
+      refuse("index '", path_, "' is damaged: the checksum of its header does not fit", cure);
+   }
+   if (header_.version != IndexHeader::currentVersion || header_.recordSize != sizeof(Record)) {
+      refuse(
+         "index '", path_, "' has version ", header_.version, ", this library reads version ",
+         IndexHeader::currentVersion, "; use the libpinmem that made it, or another domain");
+   }
+}
+
+void Index::bootIdIs(std::string const& bootId)
+{
+   // The header last: killed in between, the next process starts again, and a record that was done stays done.
+   std::uint32_t const end = slotCountOfFile();
+   for (std::uint32_t slot = 0; slot < end; ++slot) {
+      Record const record = readBytes(slot);
+      if (record.isIntact(slot)) {
+         Block block = record.block;
+         block.inode = 0;
+         writeRecord(Record::make(block, record.name(), record.owner()));
+      }
+   }
+   header_ = IndexHeader::make(bootId);
+   writeBytes(&header_, sizeof(header_), 0);
+}
+
+void Index::refresh(std::function<void(Record const&)> const& found)
+{
+   auto const look = [&](std::uint32_t slot) {
+      Record const record = readBytes(slot);
+      if (record.isFree()) {
+         free_.insert(slot);
+         return;
+      }
+      if (record.isIntact(slot)) {
+         found(record);
+      } else {
+         damaged_.insert(slot);
+      }
+      free_.erase(slot);
+   };
+   std::uint32_t const end = slotCountOfFile();
+   for (std::uint32_t const slot : std::set<std::uint32_t>(free_)) {
+      look(slot);
+   }
+   for (; slotCount_ < end; ++slotCount_) {
+      look(slotCount_);
+   }
+}
+
+std::optional<Record> Index::read(std::uint32_t slot) const
+{
+   Record const record = readBytes(slot);
+   if (record.isFree()) {
+      return std::nullopt;
+   }
+   if (!record.isIntact(slot)) {
+      refuse("record ", slot, " of index '", path_, "' was damaged while it was in use", cure);
+   }
+   return record;
+}
+
+void Index::write(Record const& record)
+{
+   std::uint32_t const slot = record.block.slot;
+   writeRecord(record);
+   free_.erase(slot);
+   if (slot == slotCount_) {
+      ++slotCount_;
+   }
+}
+
+void Index::writeRecord(Record record)
+{
+   std::uint64_t const commitWord = record.expectedCommitWord();
+   record.commitWord = 0;
+   writeBytes(&record, sizeof(record), offsetOf(record.block.slot));
+   writeBytes(&commitWord, sizeof(commitWord), offsetOf(record.block.slot));
+}
+
+void Index::writeBytes(void const* bytes, std::size_t size, std::uint64_t offset)
+{
+   ssize_t const written = ::pwrite(file_.number(), bytes, size, static_cast<off_t>(offset));
+   if (written != static_cast<ssize_t>(size)) {
+      refuse(
+         "index '", path_, "' cannot be written: ", systemText(written < 0 ? errno : ENOSPC),
+         "; free memory in its file system");
+   }
+}
+
+Record Index::readBytes(std::uint32_t slot) const
+{
+   Record record = {};
+   ssize_t const count = ::pread(file_.number(), &record, sizeof(record), static_cast<off_t>(offsetOf(slot)));
+   if (count < 0) {
+      refuse("index '", path_, "' cannot be read: ", systemText(errno));
+   }
+   return record;
+}
+
+std::uint32_t Index::slotCountOfFile() const
+{
+   struct stat status = {};
+   if (::fstat(file_.number(), &status) != 0 || status.st_dev != device_ || status.st_ino != inode_) {
+      refuse("the descriptor of index '", path_, "' was closed by another part of this process; close only your own");
+   }
+   if (status.st_nlink == 0) {
+      refuse(
+         "index '", path_, "' was removed while this process used it; end all processes of the domain, then restart");
+   }
+   auto const size = static_cast<std::uint64_t>(status.st_size);
+   std::uint64_t const records = size > sizeof(IndexHeader) ? size - sizeof(IndexHeader) : 0;
+   return static_cast<std::uint32_t>((records + sizeof(Record) - 1) / sizeof(Record));
+}
+
+} // namespace pinmem_lib

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "src/Directory.h"
+#include "src/Record.h"
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace pinmem_lib {
+
+/// The index file of a domain: which blocks there are. Written with pwrite only, never mapped, so that a wild store of
+/// a process cannot damage it.
+///
+/// Threads, processes: the caller holds the domain's lock during every call.
+class Index {
+public:
+   /// Opens the index of a domain.
+   ///
+   /// @throws Refusal  when it is not there, cannot be opened, or its header is damaged or of another version;
+   ///                  the file is left as it is
+   static Index open(Directory const& place);
+
+   /// Makes an empty one where there is none; it appears whole or not at all.
+   static Index create(Directory const& place, std::string const& bootId);
+
+   static bool isThere(Directory const& place);
+
+   /// The boot in which the records' memory was made.
+   std::string_view bootId() const { return header_.bootId(); }
+
+   /// Notes that the memory of all records is gone, and that from now on it is made in the boot `bootId`.
+   void bootIdIs(std::string const& bootId);
+
+   /// Reads what this object has neither seen nor written: records that other processes have added. Calls `found` for
+   /// each.
+   /// @throws Refusal  when the file was removed, or its descriptor closed by somebody else in this process
+   void refresh(std::function<void(Record const&)> const& found);
+
+   /// One record as it is in the file now; nothing when the slot is free.
+   /// @throws Refusal  when it is damaged
+   std::optional<Record> read(std::uint32_t slot) const;
+
+   /// The slot that the next new record goes to. Call `refresh` before, without letting the lock go.
+   std::uint32_t slotForNew() const { return free_.empty() ? slotCount_ : *free_.begin(); }
+
+   /// Stores a record in its slot: the record with commit word 0, then the commit word.
+   /// @throws Refusal  when the file system refuses; the slot is free then
+   void write(Record const& record);
+
+   /// The damaged records seen by `refresh`, each the number of a slot.
+   std::set<std::uint32_t> const& damaged() const { return damaged_; }
+
+   std::string const& path() const { return path_; }
+
+private:
+   Index(FileDescriptor file, std::string path);
+
+   void readHeader();
+   void writeRecord(Record record);
+   void writeBytes(void const* bytes, std::size_t size, std::uint64_t offset);
+   /// The slot's bytes; what the file does not have is 0.
+   Record readBytes(std::uint32_t slot) const;
+   /// How many slots the file has; makes sure that it still is the index.
+   std::uint32_t slotCountOfFile() const;
+
+   FileDescriptor file_;
+   std::string path_;
+   std::uint64_t device_ = 0;
+   std::uint64_t inode_ = 0;
+   IndexHeader header_ = {};
+   std::uint32_t slotCount_ = 0;
+   std::set<std::uint32_t> free_;
+   std::set<std::uint32_t> damaged_;
+};
+
+} // namespace pinmem_lib

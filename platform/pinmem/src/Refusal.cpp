@@ -1,0 +1,29 @@
+#include "src/Refusal.h"
+#include <system_error>
+
+namespace pinmem_lib {
+
+std::string printable(std::string_view text)
+{
+   static constexpr char digits[] = "0123456789abcdef";
+   std::string result;
+   result.reserve(text.size());
+   for (char const character : text) {
+      auto const byte = static_cast<unsigned char>(character);
+      if (byte >= 0x20 && byte < 0x7f && character != '\\') {
+         result += character;
+      } else {
+         result += "\\x";
+         result += digits[byte >> 4];
+         result += digits[byte & 0xf];
+      }
+   }
+   return result;
+}
+
+std::string systemText(int error)
+{
+   return std::generic_category().message(error);
+}
+
+} // namespace pinmem_lib

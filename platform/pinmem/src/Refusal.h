@@ -1,0 +1,33 @@
+#pragma once
+
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace pinmem_lib {
+
+/// The reason why a call is refused, in words for a person: cause, then cure. It does not name the block; whoever
+/// reports it puts `pinmem: '<name>': ` in front. Nothing has changed when it is thrown.
+class Refusal : public std::runtime_error {
+public:
+   using std::runtime_error::runtime_error;
+};
+
+/// Throws the Refusal whose text is the given parts, one after the other.
+template <typename... Parts>
+[[noreturn]] void refuse(Parts const&... parts)
+{
+   std::ostringstream text;
+   (text << ... << parts);
+   throw Refusal(text.str());
+}
+
+/// The text with every byte that is not printable ASCII, and the backslash, written as `\xNN`: one line, no control
+/// sequence reaches a terminal, and two different texts stay different.
+std::string printable(std::string_view text);
+
+/// What the system says about an error number, e.g. `No space left on device`.
+std::string systemText(int error);
+
+} // namespace pinmem_lib

@@ -1,0 +1,53 @@
+#include "src/Settings.h"
+#include "src/BlockFlags.h"
+#include "src/Refusal.h"
+#include <cstdlib>
+
+namespace pinmem_lib {
+
+Settings Settings::fromEnvironment()
+{
+   Settings settings;
+   if (char const* const domain = ::secure_getenv("PINMEM_DOMAIN"); domain != nullptr) {
+      settings.domain = domain;
+   }
+   if (char const* const directory = ::secure_getenv("PINMEM_DIR"); directory != nullptr) {
+      settings.directory = directory;
+   }
+   if (char const* const backend = ::secure_getenv("PINMEM_BACKEND"); backend != nullptr) {
+      settings.backend = backend;
+   }
+   return settings;
+}
+
+void checkPlaceOf(Settings const& settings)
+{
+   if (settings.domain.empty()) {
+      refuse("the domain's name is empty; set PINMEM_DOMAIN to a name, or unset it for 'default'");
+   }
+   if (settings.domain == "." || settings.domain == ".." || settings.domain.find('/') != std::string::npos) {
+      refuse(
+         "domain '", printable(settings.domain),
+         "' cannot be a folder's name; choose one without '/', not '.' or '..'");
+   }
+   if (settings.directory && settings.directory->empty()) {
+      refuse("PINMEM_DIR is set but empty; set it to a directory, or unset it");
+   }
+}
+
+void checkBackendOf(Settings const& settings, std::uint32_t flags)
+{
+   if (settings.backend == "auto" || settings.backend == "shm") {
+      return;
+   }
+   if (settings.backend != "hugetlb" && settings.backend != "iommu") {
+      refuse("PINMEM_BACKEND='", printable(settings.backend), "' is not known; use auto, shm, hugetlb or iommu");
+   }
+   if (flags != BlockFlags::ordinary) {
+      refuse(
+         "backend '", settings.backend,
+         "' is not part of this build; use PINMEM_BACKEND=shm (simulated bus addresses)");
+   }
+}
+
+} // namespace pinmem_lib

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace pinmem_lib {
+
+/// What the environment says about the domain and the backend.
+struct Settings {
+   std::string domain = "default";       ///< PINMEM_DOMAIN
+   std::optional<std::string> directory; ///< PINMEM_DIR: the folder that holds the domain's; none: the usual places
+   std::string backend = "auto";         ///< PINMEM_BACKEND
+
+   /// Reads the three variables, unchecked. A program that gained privilege when it was started sees the defaults.
+   static Settings fromEnvironment();
+};
+
+/// @throws Refusal  when the domain's name cannot be the name of a folder, or the directory's name is empty
+void checkPlaceOf(Settings const& settings);
+
+/// Refuses a request that the chosen backend cannot serve. Ordinary memory is the same with every backend.
+///
+/// @param flags  as in `pinmem_alloc_func`, known to be valid
+/// @throws Refusal  naming the backend and why it cannot be used
+void checkBackendOf(Settings const& settings, std::uint32_t flags);
+
+} // namespace pinmem_lib

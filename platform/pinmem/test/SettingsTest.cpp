@@ -1,0 +1,86 @@
+#include "src/Settings.h"
+#include "src/BlockFlags.h"
+#include "test/support/RefusalOf.h"
+#include <gtest/gtest.h>
+
+using namespace pinmem_lib;
+using pinmem_test::refusalOf;
+
+namespace {
+
+std::string refusalOfDomain(std::string const& name)
+{
+   Settings settings;
+   settings.domain = name;
+   return refusalOf([&] { checkPlaceOf(settings); });
+}
+
+std::string refusalOfBackend(std::string const& name, std::uint32_t flags)
+{
+   Settings settings;
+   settings.backend = name;
+   return refusalOf([&] { checkBackendOf(settings, flags); });
+}
+
+} // namespace
+
+TEST(Settings, anEmptyDomainNameIsRefused)
+{
+   EXPECT_EQ(refusalOfDomain(""), "the domain's name is empty; set PINMEM_DOMAIN to a name, or unset it for 'default'");
+}
+
+TEST(Settings, aDomainNameThatIsAPathIsRefused)
+{
+   for (std::string const name : {".", "..", "/", "a/b", "../a"}) {
+      EXPECT_EQ(
+         refusalOfDomain(name),
+         "domain '" + name + "' cannot be a folder's name; choose one without '/', not '.' or '..'");
+   }
+}
+
+TEST(Settings, aDomainNameMayHoldDots)
+{
+   EXPECT_EQ(refusalOfDomain("..."), "");
+   EXPECT_EQ(refusalOfDomain(".a"), "");
+}
+
+TEST(Settings, anEmptyDirectoryIsRefused)
+{
+   Settings settings;
+   settings.directory = "";
+
+   EXPECT_EQ(
+      refusalOf([&] { checkPlaceOf(settings); }), "PINMEM_DIR is set but empty; set it to a directory, or unset it");
+}
+
+TEST(Settings, autoAndShmServeAllMemory)
+{
+   for (std::uint32_t const flags : {BlockFlags::dmaFrugal, BlockFlags::ordinary, BlockFlags::dmaRoomy}) {
+      EXPECT_EQ(refusalOfBackend("auto", flags), "");
+      EXPECT_EQ(refusalOfBackend("shm", flags), "");
+   }
+}
+
+TEST(Settings, aBackendThatIsNotInThisBuildIsRefusedByItsName)
+{
+   EXPECT_EQ(
+      refusalOfBackend("hugetlb", BlockFlags::dmaFrugal),
+      "backend 'hugetlb' is not part of this build; use PINMEM_BACKEND=shm (simulated bus addresses)");
+   EXPECT_EQ(
+      refusalOfBackend("iommu", BlockFlags::dmaRoomy),
+      "backend 'iommu' is not part of this build; use PINMEM_BACKEND=shm (simulated bus addresses)");
+}
+
+TEST(Settings, ordinaryMemoryDoesNotDependOnTheBackend)
+{
+   EXPECT_EQ(refusalOfBackend("hugetlb", BlockFlags::ordinary), "");
+}
+
+TEST(Settings, anUnknownBackendIsRefusedForAllMemory)
+{
+   EXPECT_EQ(
+      refusalOfBackend("SHM", BlockFlags::ordinary),
+      "PINMEM_BACKEND='SHM' is not known; use auto, shm, hugetlb or iommu");
+   EXPECT_EQ(
+      refusalOfBackend("", BlockFlags::dmaFrugal), "PINMEM_BACKEND='' is not known; use auto, shm, hugetlb or iommu");
+}

@@ -1,0 +1,203 @@
+#include "src/ShmBackend.h"
+#include "test/support/RefusalOf.h"
+#include "test/support/TemporaryDirectory.h"
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <sys/mman.h>
+#include <sys/statvfs.h>
+
+using namespace pinmem_lib;
+using namespace pinmem_test;
+
+namespace {
+
+class ShmBackendTest : public testing::Test {
+protected:
+   TemporaryDirectory const temporary_;
+   ShmBackend sut_{Directory::open(temporary_.path(), Directory::Trust::guarded)};
+   Block block_ = blockOf(8192);
+   std::string const path_ = temporary_ / "00000002-00000001";
+
+   static Block blockOf(std::uint64_t capacity)
+   {
+      Block block = {};
+      block.slot = 2;
+      block.generation = 1;
+      block.capacity = capacity;
+      block.addressBus = 0x8000000100000000U;
+      return block;
+   }
+
+   std::size_t fileCount() const
+   {
+      auto const files = std::filesystem::directory_iterator(temporary_.path());
+      return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+   }
+};
+
+} // namespace
+
+TEST_F(ShmBackendTest, fileNamesAreMadeOfSlotAndGeneration)
+{
+   Block block = blockOf(0);
+   block.slot = 0xffffffff;
+   block.generation = 10;
+
+   EXPECT_EQ(ShmBackend::fileNameOf(block), "ffffffff-0000000a");
+   EXPECT_TRUE(ShmBackend::isFileName("ffffffff-0000000a"));
+}
+
+TEST_F(ShmBackendTest, otherNamesAreNotItsOwn)
+{
+   for (char const* const name :
+        {"", "index", "ffffffff-0000000", "ffffffff-0000000a0", "ffffffff_0000000a", "fffffffF-0000000a",
+         "ffffffff-0000000g"}) {
+      EXPECT_FALSE(ShmBackend::isFileName(name)) << name;
+   }
+}
+
+TEST_F(ShmBackendTest, newMemoryReadsAsZeroToItsLastByte)
+{
+   sut_.create(block_);
+
+   auto* const memory = static_cast<char*>(sut_.attach(block_));
+
+   EXPECT_TRUE(std::all_of(memory, memory + 8192, [](char byte) { return byte == 0; }));
+   ::munmap(memory, 8192);
+}
+
+TEST_F(ShmBackendTest, pagesAreReservedAtOnce)
+{
+   sut_.create(block_);
+
+   struct stat status = {};
+   ASSERT_EQ(::stat(path_.c_str(), &status), 0);
+   EXPECT_EQ(status.st_size, 8192);
+   EXPECT_GE(status.st_blocks * 512, 8192);
+   EXPECT_EQ(status.st_mode & 07777, mode_t{0600});
+   EXPECT_EQ(block_.inode, status.st_ino);
+}
+
+TEST_F(ShmBackendTest, attachmentsShareTheirBytes)
+{
+   sut_.create(block_);
+   auto* const first = static_cast<char*>(sut_.attach(block_));
+   auto* const second = static_cast<char*>(sut_.attach(block_));
+
+   first[8191] = 'x';
+
+   EXPECT_NE(first, second);
+   EXPECT_EQ(second[8191], 'x');
+   ::munmap(first, 8192);
+   ::munmap(second, 8192);
+}
+
+TEST_F(ShmBackendTest, memoryIsLeftOutOfCoreDumps)
+{
+   sut_.create(block_);
+   void* const memory = sut_.attach(block_);
+   char start[32];
+   std::snprintf(start, sizeof(start), "%lx-", static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(memory)));
+
+   std::ifstream maps("/proc/self/smaps");
+   std::string line;
+   while (std::getline(maps, line) && line.rfind(start, 0) != 0) {
+   }
+   while (std::getline(maps, line) && line.rfind("VmFlags:", 0) != 0) {
+   }
+
+   EXPECT_NE(line.find(" dd"), std::string::npos) << line;
+   ::munmap(memory, 8192);
+}
+
+TEST_F(ShmBackendTest, filesLeftOverUnderTheSameNameAreReplaced)
+{
+   std::ofstream(path_) << "left over by a process that died";
+
+   sut_.create(block_);
+
+   auto* const memory = static_cast<char*>(sut_.attach(block_));
+   EXPECT_EQ(memory[0], '\0');
+   ::munmap(memory, 8192);
+}
+
+TEST_F(ShmBackendTest, aBlockThatDoesNotFitIsRefusedAndLeavesNothing)
+{
+   Block block = blockOf(std::uint64_t{1} << 62);
+
+   std::string const text = refusalOf([&] { sut_.create(block); });
+
+   EXPECT_TRUE(
+      text ==
+         "4611686018427387904 bytes cannot be had in '" + temporary_.path() +
+            "': No space left on device; see 'df' of that file system and the memory limit of this process's control "
+            "group" ||
+      text.find("File too large") != std::string::npos)
+      << text;
+   EXPECT_EQ(fileCount(), 0U);
+}
+
+TEST_F(ShmBackendTest, resolveTellsTheBusAddressWhileTheMemoryIsThere)
+{
+   sut_.create(block_);
+   EXPECT_EQ(sut_.resolve(block_), block_.addressBus);
+
+   sut_.destroy(block_);
+
+   EXPECT_EQ(sut_.resolve(block_), 0U);
+   EXPECT_EQ(fileCount(), 0U);
+}
+
+TEST_F(ShmBackendTest, memoryOfAnEarlierBootIsGone)
+{
+   sut_.create(block_);
+
+   block_.inode = 0;
+
+   EXPECT_EQ(sut_.resolve(block_), 0U);
+}
+
+TEST_F(ShmBackendTest, aReplacedFileIsRefused)
+{
+   sut_.create(block_);
+   std::filesystem::rename(path_, temporary_ / "kept"); // so that the new file cannot get the old inode
+   std::ofstream(path_) << std::string(8192, 'x');
+
+   EXPECT_EQ(
+      refusalOf([&] { sut_.resolve(block_); }),
+      "file '" + path_ + "' was replaced by another; run: pinmemctl remove-domain");
+   EXPECT_EQ(
+      refusalOf([&] { sut_.attach(block_); }),
+      "file '" + path_ + "' is not the one that was made for the block; run: pinmemctl remove-domain");
+}
+
+TEST_F(ShmBackendTest, aLinkInPlaceOfTheFileIsRefused)
+{
+   sut_.create(block_);
+   std::filesystem::rename(path_, temporary_ / "kept");
+   std::filesystem::create_symlink(temporary_ / "kept", path_);
+
+   EXPECT_EQ(
+      refusalOf([&] { sut_.attach(block_); }),
+      "file '" + path_ + "' cannot be opened: Too many levels of symbolic links; allocate the block again");
+}
+
+TEST_F(ShmBackendTest, aShortenedFileIsRefusedInsteadOfASignalLater)
+{
+   sut_.create(block_);
+   std::filesystem::resize_file(path_, 4096);
+
+   EXPECT_EQ(
+      refusalOf([&] { sut_.attach(block_); }),
+      "file '" + path_ + "' was cut to 4096 bytes; run: pinmemctl remove-domain");
+}
+
+TEST_F(ShmBackendTest, aMissingFileIsRefused)
+{
+   EXPECT_EQ(
+      refusalOf([&] { sut_.attach(block_); }),
+      "file '" + path_ + "' cannot be opened: No such file or directory; allocate the block again");
+}
