@@ -22,6 +22,9 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+# Messages that name a source file name it from the top of the repository.
+cmake_path(GET CMAKE_CURRENT_LIST_DIR PARENT_PATH quorvelTop)
+add_compile_options(-fmacro-prefix-map=${quorvelTop}/=)
 if(QUORVEL_WARNINGS_AS_ERRORS)
    add_compile_options(-Werror)
 endif()
@@ -124,9 +127,10 @@ function(quorvel_list_benchmarks)
    file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/benchmarks.txt" CONTENT "${content}")
 endfunction()
 
-# Names the package: as a target of this build where there is one, else as an installed one.
+# Names the package: as a target of this build where there is one, else as an installed one of any version, since a
+# library that takes the place of one of ours counts its versions as it likes.
 macro(quorvel_find package)
    if(NOT TARGET ${package}::${package})
-      find_package(${package} ${QUORVEL_VERSION} REQUIRED)
+      find_package(${package} REQUIRED)
    endif()
 endmacro()

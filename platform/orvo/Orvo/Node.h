@@ -29,8 +29,10 @@ public:
    Node& operator=(Node const&) = delete;
    virtual ~Node();
 
-   /// The last reference has gone. Called once, with the count at zero; clears `flagDeleteOnLastUser` and deletes the
-   /// node through its class's own `operator delete`. An override that keeps the node must take a reference.
+   /// Called by `referenceDrop` each time the count falls to zero while `flagDeleteOnLastUser` is set, on the thread that
+   /// dropped the last reference. Clears the flag and deletes the node through its class's own `operator delete`, and is
+   /// then not called again. An override that keeps the node takes a reference and leaves the flag set; it is called
+   /// again when that reference, too, has gone.
    virtual void lastUserGone();
 
    /// What publishes this node's changes, or null for a node that publishes none; borrowed.

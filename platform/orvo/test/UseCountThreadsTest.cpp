@@ -2,7 +2,6 @@
 
 #include <Orvo/Ptr.h>
 #include <Orvo/String.h>
-#include <Orvo/ThreadControl.h>
 
 #include <string>
 #include <thread>
@@ -20,8 +19,7 @@ namespace {
 constexpr int threadCount = 4;
 constexpr int rounds = 20'000;
 
-// Before any thread: plain counting, which the threads take over.
-bool const wereThreadsInUseAtStart = Orvo::ThreadControl::threadsInUse();
+// Made before any thread: plain counting, which the threads take over.
 int destructions = 0;
 Ptr<Node> sharedSinceStart = Orvo::make<TestNode>(&destructions);
 
@@ -38,15 +36,6 @@ void runThreads(Function function)
 }
 
 } // namespace
-
-TEST(ThreadControl, turnsWithTheFirstThread)
-{
-   EXPECT_FALSE(wereThreadsInUseAtStart);
-
-   Orvo::ThreadControl::forceThreadsInUse();
-
-   EXPECT_TRUE(Orvo::ThreadControl::threadsInUse());
-}
 
 TEST(UseCountThreads, copiesAndDropsLeaveAnExactCount)
 {

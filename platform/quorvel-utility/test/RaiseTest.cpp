@@ -1,5 +1,7 @@
 #include <Quorvel/Utility/Raise.h>
 
+#include <Quorvel/Utility/Affirm.h>
+
 #include <stdexcept>
 #include <string>
 
@@ -40,4 +42,30 @@ TEST(Raise, throwsACopyOfAConstantObject)
    std::out_of_range const exception("far");
 
    EXPECT_THROW(Utility::raise(exception), std::out_of_range);
+}
+
+TEST(Raise, takesAnObjectNamedByAReferenceToItsOwnType)
+{
+   std::out_of_range const exception("far");
+   std::out_of_range const& reference = exception;
+
+   EXPECT_THROW(Utility::raise(reference), std::out_of_range);
+}
+
+TEST(Raise, refusesAnObjectNamedByABaseClassBecauseACopyWouldLoseItsType)
+{
+   Refusal const refusal(7);
+   std::invalid_argument const& base = refusal;
+   int line = 0;
+
+   try {
+      line = __LINE__ + 1;
+      Utility::raise(base);
+   } catch (Utility::AffirmException const& exception) {
+      EXPECT_STREQ(exception.file(), __FILE__);
+      EXPECT_EQ(exception.line(), line);
+      return;
+   } catch (...) {
+      FAIL() << "threw a part of the object";
+   }
 }

@@ -10,11 +10,16 @@
 ///
 /// Sizes are rounded up to a multiple of 16 bytes; each multiple up to `largestSlabSize` is a size class with slabs of
 /// 64 KiB of its own. An object has no header: the caller says its size again when it frees it. Larger requests go to
-/// the standard allocator. Everything is aligned to 16 bytes.
+/// the standard allocator.
 ///
-/// Threads:   every function may be called from every thread. While the process has one thread no lock is taken.
+/// Alignment: everything is aligned to 16 bytes and to no more. A class that asks for more must not be stored here.
+/// Threads:   every function may be called from every thread, and what one thread allocated another may free. While the
+///            process has one thread, allocating and freeing an object take no lock; taking a slab and giving it back,
+///            and counting, always take one.
+/// Fork:      a child of a process with several threads may call nothing here before `exec`: another thread may have
+///            held a lock. A child of a process with one thread may do everything.
 /// Life time: usable before `main` and during and after static destruction; nothing is constructed or destroyed.
-/// Cost:      a few instructions; every few hundred objects of a class one slab from the system.
+/// Cost:      a few instructions; whenever a slab is full, after 63 objects of 1024 bytes or 4092 of 16, another slab.
 /// Memory:    an empty slab goes back to the system, but for two per size class and 1 MiB for all together.
 ///
 /// Under the address sanitizer free memory is poisoned, so that a use after free is reported.

@@ -5,7 +5,7 @@
 
 namespace TolSlab::Detail {
 
-inline constexpr std::size_t slabSize = 64 * 1024;
+inline constexpr std::size_t slabSize = std::size_t{64} * 1024;
 
 /// The slab-sized, slab-aligned block of memory that an address lies in.
 inline std::byte* slabOf(void* address) noexcept
