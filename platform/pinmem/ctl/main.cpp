@@ -65,6 +65,7 @@ int main(int argumentCount, char** arguments)
    bool isJson = false;
    CLI::App app("Looks after the memory that pinmem keeps between processes.");
    app.footer(footer);
+   app.set_version_flag("--version", "pinmemctl " PINMEM_VERSION);
    app.require_subcommand(1);
    app.fallthrough();
    app.add_option("--domain", settings.domain, "The domain; else PINMEM_DOMAIN, else 'default'");

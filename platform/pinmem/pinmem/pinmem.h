@@ -13,6 +13,13 @@
 ///
 /// Errors:  a refused call returns 0, changes nothing and leaves its reason, one line with cause and cure, for
 ///          `pinmem_last_error()`. No function here throws; they are not `noexcept` so that a stand-in may.
+/// Memory that is gone (its files were removed; a login manager may do that with a user's /dev/shm at logout): the next
+///          allocation makes it anew, all zero, at the same bus address, unless it grows. While other processes use the
+///          domain that is refused, since they may have the old memory mapped and devices may use its address. After a
+///          boot it is never refused. A forked child that goes on is not told apart from its parent here.
+/// Descriptors: the library keeps some open, with close-on-exec. Leave them open: a program that closes all its
+///          descriptors (to become a daemon, say) does so before its first call here. Otherwise calls that need them
+///          are refused where that can be noticed, and the domain may look unused to `pinmemctl remove-domain`.
 /// Threads: every function may be called from every thread, also while static objects are being destroyed. After a
 ///          `fork` the child may go on using the library if the parent had one thread; mappings are inherited.
 
@@ -55,6 +62,6 @@ PINMEM_EXPORT std::uint64_t pinmem_map(char const* name, int mode, std::uint64_t
 PINMEM_EXPORT void pinmem_unmap(char const* name, std::uint64_t virtualAddress, int reserved);
 
 /// Why the last refused call of this thread was refused: one line that starts `pinmem: '<name>'`, or the empty text
-/// when none was. Successful calls leave it alone. Borrowed: valid until this thread's next refused call.
+/// when none was. The name is empty when none was given, and when this process has no memory left. Successful calls leave it alone. Borrowed: valid until this thread's next refused call.
 PINMEM_EXPORT char const* pinmem_last_error(void);
 }

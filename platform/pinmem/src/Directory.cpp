@@ -60,15 +60,22 @@ Directory Directory::open(std::string const& path, Trust trust)
    return Directory(std::move(descriptor), plain, trust);
 }
 
+bool Directory::isRemoved() const
+{
+   struct stat status = {};
+   return ::fstat(number(), &status) == 0 && status.st_nlink == 0;
+}
+
 std::optional<Directory> Directory::child(std::string const& name, Trust trust, Missing missing) const
 {
    std::string const whole = path_ + "/" + name;
    if (missing == Missing::create && ::mkdirat(number(), name.c_str(), 0700) != 0 && errno != EEXIST) {
-      if (errno == ENOENT) {
+      int const error = errno;
+      if (error == ENOENT && isRemoved()) { // a file system such as /proc gives the same error for good
          return std::nullopt;
       }
       refuse(
-         "no writable memory directory: '", printable(whole), "' cannot be made: ", systemText(errno), "; make '",
+         "no writable memory directory: '", printable(whole), "' cannot be made: ", systemText(error), "; make '",
          printable(path_), "' writable, or name another place with PINMEM_DIR");
    }
    FileDescriptor descriptor(::openat(number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

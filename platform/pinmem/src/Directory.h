@@ -42,6 +42,8 @@ public:
 private:
    Directory(FileDescriptor descriptor, std::string path, Trust trust);
 
+   bool isRemoved() const;
+
    FileDescriptor descriptor_;
    std::string path_;
 };

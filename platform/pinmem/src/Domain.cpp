@@ -38,22 +38,20 @@ Index openIndex(DomainPlace const& place, std::string const& boot)
 std::unique_ptr<Domain> Domain::open(Settings const& settings, Roots const& roots, Directory::Missing missing)
 {
    std::string const boot = bootId();
+   bool const isLooking = missing == Directory::Missing::leave;
    for (;;) {
-      std::optional<DomainPlace> place = DomainPlace::open(settings, roots, missing);
-      if (!place && missing == Directory::Missing::leave) {
+      std::optional<DomainPlace> place = DomainPlace::open(settings, roots, missing, missing);
+      std::optional<DomainLock> const lock = place ? DomainLock::take(place->control, missing) : std::nullopt;
+      bool const isIndexThere = lock && Index::isThere(place->control);
+      if (isLooking && !isIndexThere) {
          return nullptr;
       }
-      std::optional<DomainLock> lock = place ? DomainLock::open(place->control) : std::nullopt;
       if (!lock) {
          continue;
       }
-      DomainLock::Hold const hold(*lock, place->control);
-      if (lock->isRemoved()) {
-         continue;
-      }
-      DomainUsers users(place->control);
+      DomainUsers users(place->control, isIndexThere ? Directory::Missing::leave : Directory::Missing::create);
       Index index = openIndex(*place, boot);
-      if (index.bootId() != boot) {
+      if (!isLooking && index.bootId() != boot) {
          if (!users.tryExclusive()) {
             refuse(
                "index '", index.path(),
@@ -64,15 +62,15 @@ std::unique_ptr<Domain> Domain::open(Settings const& settings, Roots const& root
       }
       users.share();
       std::unique_ptr<Domain> domain(
-         new Domain(std::move(*place), std::move(*lock), std::move(users), std::move(index)));
+         new Domain(std::move(*place), lock->fileNumber(), std::move(users), std::move(index)));
       domain->refresh();
       return domain;
    }
 }
 
-Domain::Domain(DomainPlace place, DomainLock lock, DomainUsers users, Index index)
+Domain::Domain(DomainPlace place, std::uint64_t lockNumber, DomainUsers users, Index index)
    : place_(std::move(place)),
-     lock_(std::move(lock)),
+     lockNumber_(lockNumber),
      users_(std::move(users)),
      index_(std::move(index)),
      shm_(std::move(place_.data)),
@@ -93,12 +91,18 @@ std::uint64_t Domain::allocate(std::string_view name, std::uint32_t size, std::s
    std::lock_guard const guard(mutex_);
    Known* known = findResolved(name);
    if (known == nullptr) {
-      DomainLock::Hold const hold(lock_, place_.control);
+      DomainLock const held = lock();
       known = findInIndex(name);
       if (known == nullptr) {
          return make(name, size, owner, flags);
       }
       if (!resolve(*known)) {
+         // Memory of an earlier boot (no inode) is nobody's any more.
+         if (known->block.inode != 0 && !users_.isAlone()) {
+            refuse(
+               "the memory of this block is gone, but processes that use the domain may have it mapped, and devices "
+               "may use its bus address; end the domain's other processes, then allocate it again");
+         }
          known->block = remake(known->block, name, size, owner, flags);
          known->isResolved = true;
       }
@@ -111,8 +115,8 @@ std::uint64_t Domain::map(std::string_view name)
 {
    std::lock_guard const guard(mutex_);
    Known* known = findResolved(name);
-   if (known == nullptr) {
-      DomainLock::Hold const hold(lock_, place_.control);
+   if (known == nullptr || !tryAttach(*known)) {
+      DomainLock const held = lock();
       known = findInIndex(name);
       if (known == nullptr) {
          refuse("there is no block of this name in '", printable(path()), "'; allocate it first");
@@ -120,11 +124,7 @@ std::uint64_t Domain::map(std::string_view name)
       if (!resolve(*known)) {
          refuse("the memory of this block is gone; allocate it again");
       }
-   }
-   if (known->address == nullptr) {
-      known->isResolved = false; // should its memory be gone, the next allocation looks again
-      known->address = backendOf(known->block).attach(known->block);
-      known->isResolved = true;
+      attach(*known);
    }
    ++known->mapCount;
    return reinterpret_cast<std::uintptr_t>(known->address);
@@ -151,7 +151,7 @@ void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
 std::vector<Record> Domain::records()
 {
    std::lock_guard const guard(mutex_);
-   DomainLock::Hold const hold(lock_, place_.control);
+   DomainLock const held = lock();
    refresh();
    std::vector<Record> result;
    for (auto const& [name, known] : byName_) {
@@ -175,8 +175,12 @@ void Domain::refresh()
 {
    index_.refresh([this](Record const& record) {
       addressBusNext_ = std::max(addressBusNext_, record.block.addressBus + record.block.capacity);
-      if (find(record.name()) == nullptr) {
+      Known* const known = find(record.name());
+      if (known == nullptr) {
          remember(record.name(), record.block);
+      } else if (known->address == nullptr) {
+         known->block = record.block;
+         known->isResolved = false;
       }
    });
 }
@@ -197,8 +201,41 @@ Domain::Known& Domain::remember(std::string_view name, Block const& block)
 Domain::Known* Domain::findResolved(std::string_view name)
 {
    Known* const known = find(name);
+   if (known == nullptr || known->isResolved) {
+      return known;
+   }
    // No lock: the memory is made anew only under another generation, and only once this one is gone.
-   return known != nullptr && (known->isResolved || resolve(*known)) ? known : nullptr;
+   try {
+      return resolve(*known) ? known : nullptr;
+   } catch (Refusal const&) {
+      return nullptr;
+   }
+}
+
+void Domain::attach(Known& known)
+{
+   if (known.address == nullptr) {
+      known.isResolved = false; // should its memory be gone, the next call looks again
+      known.address = backendOf(known.block).attach(known.block);
+      known.isResolved = true;
+   }
+}
+
+bool Domain::tryAttach(Known& known)
+{
+   try {
+      attach(known);
+      return true;
+   } catch (Refusal const&) {
+      return false;
+   }
+}
+
+DomainLock Domain::lock()
+{
+   DomainLock held = DomainLock::takeAgain(place_.control, lockNumber_);
+   users_.check();
+   return held;
 }
 
 Domain::Known* Domain::findInIndex(std::string_view name)
@@ -210,9 +247,11 @@ Domain::Known* Domain::findInIndex(std::string_view name)
    }
    std::optional<Record> const record = index_.read(known->block.slot);
    if (!record || record->name() != name) {
-      // A process died while it made the block's memory anew, before it had written the record.
+      // Not pinmem's doing: a record, once written, stays or is replaced.
+      index_.lookAgain(known->block.slot);
       byName_.erase(known->name);
-      return nullptr;
+      refresh();
+      return find(name);
    }
    known->block = record->block;
    return known;
@@ -232,12 +271,6 @@ void Domain::checkConflict(Block const& block, std::uint32_t size, std::uint32_t
 
 std::uint64_t Domain::make(std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags)
 {
-   if (!index_.damaged().empty()) {
-      refuse(
-         "the block is not known, but record ", *index_.damaged().begin(), " of index '", index_.path(),
-         "' is damaged and may be its; no new block is made; end the domain's processes and run: "
-         "pinmemctl remove-domain");
-   }
    Block slot = {};
    slot.slot = index_.slotForNew();
    // Remembered first: once the record is written nothing may fail.
@@ -256,10 +289,11 @@ std::uint64_t Domain::make(std::string_view name, std::uint32_t size, std::strin
 Block Domain::remake(
    Block block, std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags)
 {
+   Block const earlier = block;
    std::uint64_t const capacity = capacityFor(size);
    if (capacity > block.capacity) {
       block.capacity = capacity;
-      block.addressBus = addressBusNext_;
+      block.addressBus = newAddressBus();
    }
    ++block.generation;
    block.backend = static_cast<std::uint32_t>(BackendKind::shm);
@@ -268,6 +302,9 @@ Block Domain::remake(
    block.timeCreated = ::time(nullptr);
    block.uid = ::geteuid();
    Backend& backend = backendOf(block);
+   if (earlier.generation != 0) {
+      backend.destroy(earlier); // a file of an earlier boot, where files outlive it
+   }
    backend.create(block);
    try {
       index_.write(Record::make(block, name, owner));
@@ -277,6 +314,17 @@ Block Domain::remake(
    }
    addressBusNext_ = std::max(addressBusNext_, block.addressBus + block.capacity);
    return block;
+}
+
+std::uint64_t Domain::newAddressBus() const
+{
+   if (!index_.damaged().empty()) {
+      refuse(
+         "record ", *index_.damaged().begin(), " of index '", index_.path(),
+         "' is damaged: it may be this block's, and its bus addresses are not known; no new block is made and none "
+         "grows; end the domain's processes and run: pinmemctl remove-domain");
+   }
+   return addressBusNext_;
 }
 
 bool Domain::resolve(Known& known)

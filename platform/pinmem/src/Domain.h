@@ -25,7 +25,8 @@ class Domain {
 public:
    /// Opens the domain and keeps it in use, so that nobody removes it, for as long as the object lives.
    ///
-   /// @return null when the domain is not there and `missing` is `leave`
+   /// @param missing  `leave`: for looking, not for allocating; nothing is made or changed
+   /// @return null when the domain is not there, or not all of it, and `missing` is `leave`
    /// @throws Refusal  when a folder, the index or the boot id stands in the way
    static std::unique_ptr<Domain>
    open(Settings const& settings, Roots const& roots = {}, Directory::Missing missing = Directory::Missing::create);
@@ -63,21 +64,28 @@ private:
       std::uint64_t mapCount = 0;
    };
 
-   Domain(DomainPlace place, DomainLock lock, DomainUsers users, Index index);
+   Domain(DomainPlace place, std::uint64_t lockNumber, DomainUsers users, Index index);
 
    /// The block, if this process has heard of it, whatever has become of it.
    Known* find(std::string_view name);
    Known& remember(std::string_view name, Block const& block);
-   /// The block, if this process knows it and its memory is there; null: the index must tell.
+   /// The block, if this process knows it and its memory is there; null: the index must tell, also why not.
    Known* findResolved(std::string_view name);
+   /// Maps it, unless it is.
+   void attach(Known& known);
+   /// Like `attach`, by what this process remembers; false: the index must tell.
+   bool tryAttach(Known& known);
    /// Whether its memory is there.
    bool resolve(Known& known);
    void checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const;
    Backend& backendOf(Block const& block);
 
+   /// Takes the domain's lock, and makes sure that the files of the domain still are.
+   DomainLock lock();
+
    // The domain's lock is held in each of these.
 
-   /// Takes in what other processes have added.
+   /// Takes in what other processes have added, also in place of what they have lost.
    void refresh();
    /// The block as the index has it now; null when there is none.
    Known* findInIndex(std::string_view name);
@@ -85,10 +93,13 @@ private:
    /// Gives a block, or a slot without one, new memory and a record. A block keeps its bus address, unless it grows.
    /// @return what is recorded
    Block remake(Block block, std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags);
+   /// Where a new range of bus addresses may start.
+   /// @throws Refusal  when a record is damaged, since nobody can tell what its range was
+   std::uint64_t newAddressBus() const;
 
    std::mutex mutex_;
    DomainPlace place_;
-   DomainLock lock_;
+   std::uint64_t lockNumber_;
    DomainUsers users_;
    Index index_;
    ShmBackend shm_;

@@ -1,4 +1,5 @@
 #include "src/DomainLock.h"
+#include "src/FileIdentity.h"
 #include "src/Refusal.h"
 #include <cerrno>
 #include <fcntl.h>
@@ -11,49 +12,82 @@ namespace {
 
 constexpr char fileName[] = "lock";
 
+std::string describe(Directory const& place)
+{
+   return "lock '" + printable(place.path()) + "/" + fileName + "'";
+}
+
+struct stat statusOf(FileDescriptor const& file)
+{
+   struct stat status = {}; // all 0, no links, should fstat fail
+   ::fstat(file.number(), &status);
+   return status;
+}
+
 } // namespace
 
-std::optional<DomainLock> DomainLock::open(Directory const& place)
+std::optional<DomainLock> DomainLock::take(Directory const& place, Directory::Missing missing)
 {
-   FileDescriptor file = place.file(fileName, O_RDWR | O_CREAT);
-   if (!file.isOpen()) {
+   DomainLock lock(place.file(fileName, missing == Directory::Missing::create ? O_RDWR | O_CREAT : O_RDWR));
+   if (!lock.file_.isOpen()) {
       if (errno == ENOENT) {
          return std::nullopt;
       }
       refuse(
-         "lock '", printable(place.path()), "/", fileName, "' cannot be opened: ", systemText(errno),
+         describe(place), " cannot be opened: ", systemText(errno),
          "; make it a plain file, readable and writable for this user");
    }
-   return DomainLock(std::move(file), ::getpid());
-}
-
-bool DomainLock::isRemoved() const
-{
-   struct stat status = {};
-   return ::fstat(file_.number(), &status) != 0 || status.st_nlink == 0;
-}
-
-DomainLock::Hold::Hold(DomainLock& lock, Directory const& place)
-{
-   if (lock.process_ != ::getpid()) {
-      FileDescriptor own = place.file(fileName, O_RDWR);
-      if (!own.isOpen()) {
-         refuse("lock '", printable(place.path()), "/", fileName, "' was lost after a fork: ", systemText(errno));
-      }
-      lock.file_ = std::move(own);
-      lock.process_ = ::getpid();
+   lock.wait(place);
+   if (!lock.isCurrent()) {
+      return std::nullopt;
    }
-   number_ = lock.file_.number();
-   while (::flock(number_, LOCK_EX) != 0) {
+   return lock;
+}
+
+DomainLock DomainLock::takeAgain(Directory const& place, std::uint64_t fileNumber)
+{
+   DomainLock lock(place.file(fileName, O_RDWR));
+   if (!lock.file_.isOpen()) {
+      if (errno == ENOENT) {
+         refuseRemoved(describe(place));
+      }
+      if (errno == EBADF || errno == ENOTDIR) {
+         refuseClosed("directory '" + printable(place.path()) + "'");
+      }
+      refuse(describe(place), " cannot be opened: ", systemText(errno));
+   }
+   lock.wait(place);
+   if (!lock.isCurrent() || lock.fileNumber() != fileNumber) {
+      refuseRemoved(describe(place));
+   }
+   return lock;
+}
+
+DomainLock::~DomainLock()
+{
+   if (file_.isOpen()) {
+      // Closing is not enough: a child forked meanwhile by another thread shares the open file.
+      ::flock(file_.number(), LOCK_UN);
+   }
+}
+
+std::uint64_t DomainLock::fileNumber() const
+{
+   return statusOf(file_).st_ino;
+}
+
+void DomainLock::wait(Directory const& place)
+{
+   while (::flock(file_.number(), LOCK_EX) != 0) {
       if (errno != EINTR) {
-         refuse("lock '", printable(place.path()), "/", fileName, "' cannot be had: ", systemText(errno));
+         refuse(describe(place), " cannot be had: ", systemText(errno));
       }
    }
 }
 
-DomainLock::Hold::~Hold()
+bool DomainLock::isCurrent() const
 {
-   ::flock(number_, LOCK_UN);
+   return statusOf(file_).st_nlink != 0;
 }
 
 } // namespace pinmem_lib

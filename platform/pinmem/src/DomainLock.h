@@ -1,42 +1,42 @@
 #pragma once
 
 #include "src/Directory.h"
+#include <cstdint>
 #include <optional>
-#include <sys/types.h>
 
 namespace pinmem_lib {
 
-/// The lock that orders the changes of all processes of a domain: `flock` on a file, which the kernel lets go when its
-/// holder dies. Threads of one process exclude each other by other means first.
+/// The lock that orders the changes of all processes of a domain, held for the life of the object: `flock` on a file,
+/// which the kernel lets go when its holder dies. Threads of one process exclude each other by other means first.
+///
+/// The file is opened afresh each time: a `flock` belongs to the open file, which a forked child shares, so that a
+/// descriptor kept open would leave the domain locked while a child of a dead holder lives.
 class DomainLock {
 public:
-   /// Opens the lock file, making it where there is none.
-   /// @return nothing when the folder has just been removed
-   static std::optional<DomainLock> open(Directory const& place);
+   /// Waits until the lock is free.
+   /// @return nothing when the folder or the file has just been removed; with `leave` also when there is no file
+   static std::optional<DomainLock> take(Directory const& place, Directory::Missing missing);
 
-   /// Whether the file has been removed from its folder: processes that come later do not meet this one here.
-   bool isRemoved() const;
+   /// Takes the lock again for a process that had it before.
+   /// @param number  what `fileNumber` was then
+   /// @throws Refusal  when the file was removed or replaced meanwhile, or the folder's descriptor closed
+   static DomainLock takeAgain(Directory const& place, std::uint64_t fileNumber);
 
-   /// Holds the lock for the life of the object.
-   class Hold {
-   public:
-      /// Waits until the lock is free.
-      /// @param place  as given to `open`: a forked child shares its parent's lock, and opens one of its own here
-      /// @throws Refusal  when the lock cannot be had
-      Hold(DomainLock& lock, Directory const& place);
-      Hold(Hold const&) = delete;
-      Hold& operator=(Hold const&) = delete;
-      ~Hold();
+   DomainLock(DomainLock&&) noexcept = default;
+   DomainLock& operator=(DomainLock&&) = delete;
+   ~DomainLock();
 
-   private:
-      int number_;
-   };
+   /// Tells this lock file from one that is made later in its place.
+   std::uint64_t fileNumber() const;
 
 private:
-   DomainLock(FileDescriptor file, pid_t process) : file_(std::move(file)), process_(process) {}
+   explicit DomainLock(FileDescriptor file) : file_(std::move(file)) {}
+
+   void wait(Directory const& place);
+   /// Whether the file is still in its folder; else processes that come later do not meet this one here.
+   bool isCurrent() const;
 
    FileDescriptor file_;
-   pid_t process_;
 };
 
 } // namespace pinmem_lib

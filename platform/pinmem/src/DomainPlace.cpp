@@ -35,7 +35,8 @@ std::optional<Directory> controlBaseOf(Settings const& settings, Roots const& ro
 
 } // namespace
 
-std::optional<DomainPlace> DomainPlace::open(Settings const& settings, Roots const& roots, Missing missing)
+std::optional<DomainPlace>
+DomainPlace::open(Settings const& settings, Roots const& roots, Missing missing, Missing missingBelow)
 {
    checkPlaceOf(settings);
    std::optional<Directory> controlBase = controlBaseOf(settings, roots, missing);
@@ -46,17 +47,16 @@ std::optional<DomainPlace> DomainPlace::open(Settings const& settings, Roots con
    if (!control) {
       return std::nullopt;
    }
-   // A domain is there when its control folder is: what is missing below was removed half, and is made again.
    std::optional<Directory> memoryBase =
-      settings.directory ? Directory::open(*settings.directory, Trust::guarded) : userFolderOf(roots, Missing::create);
+      settings.directory ? Directory::open(*settings.directory, Trust::guarded) : userFolderOf(roots, missingBelow);
    if (!memoryBase) {
       return std::nullopt;
    }
-   std::optional<Directory> memory = memoryBase->child(settings.domain, Trust::hidden, Missing::create);
+   std::optional<Directory> memory = memoryBase->child(settings.domain, Trust::hidden, missingBelow);
    if (!memory) {
       return std::nullopt;
    }
-   std::optional<Directory> data = memory->child("data", Trust::hidden, Missing::create);
+   std::optional<Directory> data = memory->child("data", Trust::hidden, missingBelow);
    if (!data) {
       return std::nullopt;
    }

@@ -27,10 +27,13 @@ struct DomainPlace {
    Directory memory;      ///< holds `data`; may be the same folder as `control`
    Directory data;        ///< the blocks' files
 
+   /// @param missing       for the control folder: a domain is there when that is
+   /// @param missingBelow  for the other folders of a domain that is there: what was removed half is made again
    /// @return nothing when the domain is not there; with `Missing::create` when it was removed at the same time, and
    ///         the caller should try again
    /// @throws Refusal  naming the directory that stands in the way
-   static std::optional<DomainPlace> open(Settings const& settings, Roots const& roots, Directory::Missing missing);
+   static std::optional<DomainPlace>
+   open(Settings const& settings, Roots const& roots, Directory::Missing missing, Directory::Missing missingBelow);
 };
 
 } // namespace pinmem_lib

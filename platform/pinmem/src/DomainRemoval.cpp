@@ -1,6 +1,7 @@
 #include "src/DomainRemoval.h"
 #include "src/DomainLock.h"
 #include "src/DomainUsers.h"
+#include "src/Index.h"
 #include "src/Refusal.h"
 #include "src/ShmBackend.h"
 #include <algorithm>
@@ -10,6 +11,8 @@
 namespace pinmem_lib {
 
 namespace {
+
+using Missing = Directory::Missing;
 
 /// The lock goes last: until then a process that comes waits for it, and then sees that it is gone.
 constexpr char const* controlFiles[] = {"index.new", "index", "users", "lock"};
@@ -43,16 +46,12 @@ void removeEntry(Directory const& directory, std::string const& name, int flags)
 
 DomainRemoval removeDomain(Settings const& settings, Roots const& roots)
 {
-   std::optional<DomainPlace> const place = DomainPlace::open(settings, roots, Directory::Missing::leave);
-   std::optional<DomainLock> lock = place ? DomainLock::open(place->control) : std::nullopt;
+   std::optional<DomainPlace> const place = DomainPlace::open(settings, roots, Missing::leave, Missing::create);
+   std::optional<DomainLock> const lock = place ? DomainLock::take(place->control, Missing::create) : std::nullopt;
    if (!lock) {
       return DomainRemoval::notThere;
    }
-   DomainLock::Hold const hold(*lock, place->control);
-   if (lock->isRemoved()) {
-      return DomainRemoval::notThere;
-   }
-   DomainUsers users(place->control);
+   DomainUsers users(place->control, Index::isThere(place->control) ? Missing::leave : Missing::create);
    if (!users.tryExclusive()) {
       return DomainRemoval::inUse;
    }

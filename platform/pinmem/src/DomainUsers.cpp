@@ -6,11 +6,21 @@
 
 namespace pinmem_lib {
 
-DomainUsers::DomainUsers(Directory const& place) : file_(place.file("users", O_RDWR | O_CREAT))
+using Missing = Directory::Missing;
+
+DomainUsers::DomainUsers(Directory const& place, Missing missing)
+   : what_("file '" + printable(place.path()) + "/users'"),
+     file_(place.file("users", missing == Missing::create ? O_RDWR | O_CREAT : O_RDWR)),
+     identity_(file_.number())
 {
    if (!file_.isOpen()) {
+      if (errno == ENOENT) {
+         refuse(
+            what_, " was removed, so that processes that use the domain are not seen; end them, then run: touch '",
+            printable(place.path()), "/users'");
+      }
       refuse(
-         "file '", printable(place.path()), "/users' cannot be opened: ", systemText(errno),
+         what_, " cannot be opened: ", systemText(errno),
          "; make it a plain file, readable and writable for this user");
    }
 }
@@ -25,6 +35,18 @@ void DomainUsers::share()
 bool DomainUsers::tryExclusive()
 {
    return ::flock(file_.number(), LOCK_EX | LOCK_NB) == 0;
+}
+
+bool DomainUsers::isAlone()
+{
+   bool const isAlone = tryExclusive();
+   share();
+   return isAlone;
+}
+
+void DomainUsers::check() const
+{
+   identity_.check(file_.number(), what_);
 }
 
 } // namespace pinmem_lib

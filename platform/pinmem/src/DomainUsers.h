@@ -1,25 +1,39 @@
 #pragma once
 
 #include "src/Directory.h"
+#include "src/FileIdentity.h"
+#include <string>
 
 namespace pinmem_lib {
 
-/// Says whether a domain is in use: each process that uses it holds a shared `flock` on one file until it ends.
+/// Says whether a domain is in use: each process that uses it holds a shared `flock` on one file until it ends. A
+/// forked child shares its parent's, and is not counted apart.
 ///
 /// The caller holds the domain's lock during every call, so that none of them ever waits.
 class DomainUsers {
 public:
-   /// @throws Refusal  when the file cannot be made or opened
-   explicit DomainUsers(Directory const& place);
+   /// @param missing  `leave` when the domain is in order otherwise: without its file it would look unused
+   /// @throws Refusal  when the file is missing, or cannot be made or opened
+   DomainUsers(Directory const& place, Directory::Missing missing);
 
    /// Counts this process in until the object is destroyed.
    void share();
 
-   /// Whether nobody else is counted in; nobody can be until the object is destroyed or `share`d.
+   /// Whether nobody else is counted in; nobody can be until the object is destroyed or `share`d. When false, this
+   /// process is not counted in any more.
    bool tryExclusive();
 
+   /// Whether nobody but this process is counted in; it stays so.
+   bool isAlone();
+
+   /// Makes sure that this process still counts.
+   /// @throws Refusal  when the file was removed, or its descriptor closed by somebody else in this process
+   void check() const;
+
 private:
+   std::string what_; ///< the file, for messages
    FileDescriptor file_;
+   FileIdentity identity_;
 };
 
 } // namespace pinmem_lib

@@ -19,14 +19,9 @@ std::uint64_t offsetOf(std::uint32_t slot)
 
 } // namespace
 
-Index::Index(FileDescriptor file, std::string path) : file_(std::move(file)), path_(std::move(path))
-{
-   struct stat status = {};
-   if (::fstat(file_.number(), &status) == 0) {
-      device_ = status.st_dev;
-      inode_ = status.st_ino;
-   }
-}
+Index::Index(FileDescriptor file, std::string path)
+   : file_(std::move(file)), path_(std::move(path)), identity_(file_.number())
+{}
 
 Index Index::open(Directory const& place)
 {
@@ -91,7 +86,7 @@ void Index::bootIdIs(std::string const& bootId)
       if (record.isIntact(slot)) {
          Block block = record.block;
          block.inode = 0;
-         writeRecord(Record::make(block, record.name(), record.owner()));
+         writeAgain(Record::make(block, record.name(), record.owner()));
       }
    }
    header_ = IndexHeader::make(bootId);
@@ -137,19 +132,33 @@ std::optional<Record> Index::read(std::uint32_t slot) const
 void Index::write(Record const& record)
 {
    std::uint32_t const slot = record.block.slot;
-   writeRecord(record);
+   if (slot < slotCount_ && free_.count(slot) == 0) {
+      writeAgain(record);
+      return;
+   }
+   writeNew(record);
    free_.erase(slot);
    if (slot == slotCount_) {
       ++slotCount_;
    }
 }
 
-void Index::writeRecord(Record record)
+void Index::writeNew(Record record)
 {
+   // The commit word last: a write that the file system cuts short leaves a free slot.
    std::uint64_t const commitWord = record.expectedCommitWord();
    record.commitWord = 0;
    writeBytes(&record, sizeof(record), offsetOf(record.block.slot));
    writeBytes(&commitWord, sizeof(commitWord), offsetOf(record.block.slot));
+}
+
+void Index::writeAgain(Record record)
+{
+   // In one piece: there must be no moment without the name and its bus address. Source and destination each lie in
+   // one page, and the kernel lets a process die only between pages.
+   record.commitWord = record.expectedCommitWord();
+   alignas(sizeof(Record)) Record const whole = record;
+   writeBytes(&whole, sizeof(whole), offsetOf(record.block.slot));
 }
 
 void Index::writeBytes(void const* bytes, std::size_t size, std::uint64_t offset)
@@ -174,13 +183,10 @@ Record Index::readBytes(std::uint32_t slot) const
 
 std::uint32_t Index::slotCountOfFile() const
 {
+   identity_.check(file_.number(), "index '" + path_ + "'");
    struct stat status = {};
-   if (::fstat(file_.number(), &status) != 0 || status.st_dev != device_ || status.st_ino != inode_) {
-      refuse("the descriptor of index '", path_, "' was closed by another part of this process; close only your own");
-   }
-   if (status.st_nlink == 0) {
-      refuse(
-         "index '", path_, "' was removed while this process used it; end all processes of the domain, then restart");
+   if (::fstat(file_.number(), &status) != 0) {
+      refuse("index '", path_, "' cannot be examined: ", systemText(errno));
    }
    auto const size = static_cast<std::uint64_t>(status.st_size);
    std::uint64_t const records = size > sizeof(IndexHeader) ? size - sizeof(IndexHeader) : 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "src/Directory.h"
+#include "src/FileIdentity.h"
 #include "src/Record.h"
 #include <cstdint>
 #include <functional>
@@ -46,8 +47,12 @@ public:
    /// The slot that the next new record goes to. Call `refresh` before, without letting the lock go.
    std::uint32_t slotForNew() const { return free_.empty() ? slotCount_ : *free_.begin(); }
 
-   /// Stores a record in its slot: the record with commit word 0, then the commit word.
-   /// @throws Refusal  when the file system refuses; the slot is free then
+   /// Makes the next `refresh` read this slot, whatever it had.
+   void lookAgain(std::uint32_t slot) { free_.insert(slot); }
+
+   /// Stores a record in its slot. A process that dies in the middle leaves the slot free or the record it had; so does
+   /// a refusal.
+   /// @throws Refusal  when the file system refuses
    void write(Record const& record);
 
    /// The damaged records seen by `refresh`, each the number of a slot.
@@ -59,7 +64,8 @@ private:
    Index(FileDescriptor file, std::string path);
 
    void readHeader();
-   void writeRecord(Record record);
+   void writeNew(Record record);
+   void writeAgain(Record record);
    void writeBytes(void const* bytes, std::size_t size, std::uint64_t offset);
    /// The slot's bytes; what the file does not have is 0.
    Record readBytes(std::uint32_t slot) const;
@@ -68,8 +74,7 @@ private:
 
    FileDescriptor file_;
    std::string path_;
-   std::uint64_t device_ = 0;
-   std::uint64_t inode_ = 0;
+   FileIdentity identity_;
    IndexHeader header_ = {};
    std::uint32_t slotCount_ = 0;
    std::set<std::uint32_t> free_;

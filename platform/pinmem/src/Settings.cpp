@@ -1,6 +1,7 @@
 #include "src/Settings.h"
 #include "src/BlockFlags.h"
 #include "src/Refusal.h"
+#include <climits>
 #include <cstdlib>
 
 namespace pinmem_lib {
@@ -29,6 +30,9 @@ void checkPlaceOf(Settings const& settings)
       refuse(
          "domain '", printable(settings.domain),
          "' cannot be a folder's name; choose one without '/', not '.' or '..'");
+   }
+   if (settings.domain.size() > NAME_MAX) {
+      refuse("the domain's name has ", settings.domain.size(), " bytes; a folder's name has 1 to ", NAME_MAX, " bytes");
    }
    if (settings.directory && settings.directory->empty()) {
       refuse("PINMEM_DIR is set but empty; set it to a directory, or unset it");

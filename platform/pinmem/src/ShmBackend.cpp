@@ -1,4 +1,5 @@
 #include "src/ShmBackend.h"
+#include "src/FileIdentity.h"
 #include "src/Refusal.h"
 #include <algorithm>
 #include <cerrno>
@@ -8,6 +9,14 @@
 #include <sys/stat.h>
 
 namespace pinmem_lib {
+
+namespace {
+
+/// Bytes reserved by one call. A signal makes the kernel undo the whole call, so that only small ones get on in a
+/// process that receives many.
+constexpr std::uint64_t reserveStep = 2U << 20;
+
+} // namespace
 
 char const* nameOf(BackendKind kind)
 {
@@ -22,28 +31,42 @@ void ShmBackend::create(Block& block)
    if (!file.isOpen() && errno == EEXIST && ::unlinkat(data_.number(), name.c_str(), 0) == 0) {
       file = data_.file(name, flags);
    }
+   if (!file.isOpen() && errno == ENOENT) {
+      refuseRemoved("directory '" + printable(data_.path()) + "'");
+   }
    if (!file.isOpen()) {
       refuse("file '", pathOf(block), "' cannot be made: ", systemText(errno), "; make its directory writable");
    }
-   // Reserve the pages now: "no memory" becomes an answer here instead of a SIGBUS at the first touch.
-   int error = 0;
-   while (::fallocate(file.number(), 0, 0, static_cast<off_t>(block.capacity)) != 0) {
-      error = errno;
-      if (error != EINTR) {
-         destroy(block);
-         refuse(
-            block.capacity, " bytes cannot be had in '", printable(data_.path()), "': ", systemText(error),
-            "; see 'df' of that file system and the memory limit of this process's control group");
-      }
-   }
+   reserve(file, block);
    struct stat status = {};
    if (::fstat(file.number(), &status) != 0) {
-      error = errno;
+      int const error = errno;
       destroy(block);
       refuse("file '", pathOf(block), "' cannot be examined: ", systemText(error));
    }
    block.device = status.st_dev;
    block.inode = status.st_ino;
+}
+
+void ShmBackend::reserve(FileDescriptor const& file, Block const& block)
+{
+   // Now: "no memory" becomes an answer here instead of a SIGBUS at the first touch.
+   for (std::uint64_t done = 0; done < block.capacity;) {
+      std::uint64_t const step = std::min(reserveStep, block.capacity - done);
+      if (::fallocate(file.number(), 0, static_cast<off_t>(done), static_cast<off_t>(step)) == 0) {
+         done += step;
+         continue;
+      }
+      int const error = errno;
+      if (error != EINTR) {
+         destroy(block);
+         refuse(
+            block.capacity, " bytes cannot be had in '", printable(data_.path()), "': ", systemText(error),
+            error == EOPNOTSUPP ? "; its file system cannot reserve memory; use a directory in a tmpfs, like /dev/shm"
+                                : "; see 'df' of that file system and the memory limit of this process's control "
+                                  "group");
+      }
+   }
 }
 
 std::uint64_t ShmBackend::resolve(Block const& block)

@@ -26,6 +26,7 @@ public:
 
 private:
    std::string pathOf(Block const& block) const;
+   void reserve(FileDescriptor const& file, Block const& block);
 
    Directory data_;
 };

@@ -28,7 +28,7 @@ protected:
 
    std::optional<DomainPlace> open(bool isPrivileged, Missing missing, Settings const& settings = {})
    {
-      return DomainPlace::open(settings, Roots{run_, memory_, isPrivileged}, missing);
+      return DomainPlace::open(settings, Roots{run_, memory_, isPrivileged}, missing, missing);
    }
 };
 
@@ -78,6 +78,16 @@ TEST_F(DomainPlaceTest, aDomainThatIsThereIsFoundWhenItIsToBeLeft)
 {
    open(false, Missing::create);
 
+   EXPECT_TRUE(open(false, Missing::leave));
+}
+
+TEST_F(DomainPlaceTest, aDomainRemovedHalfIsMadeAgainOnlyWhenAskedFor)
+{
+   std::filesystem::remove_all(open(false, Missing::create)->data.path());
+   Roots const roots{run_, memory_, false};
+
+   EXPECT_FALSE(DomainPlace::open({}, roots, Missing::leave, Missing::leave));
+   EXPECT_TRUE(DomainPlace::open({}, roots, Missing::leave, Missing::create));
    EXPECT_TRUE(open(false, Missing::leave));
 }
 

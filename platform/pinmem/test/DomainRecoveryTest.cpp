@@ -1,5 +1,6 @@
 #include "src/Domain.h"
 #include "test/support/DomainFixture.h"
+#include "test/support/KillAt.h"
 #include "test/support/RefusalOf.h"
 #include <cstring>
 #include <filesystem>
@@ -10,7 +11,25 @@ using namespace pinmem_lib;
 using namespace pinmem_test;
 
 /// Domains that have lost something.
-using DomainRecoveryTest = DomainFixture;
+class DomainRecoveryTest : public DomainFixture {
+protected:
+   std::string const damagedText_ =
+      "' is damaged: it may be this block's, and its bus addresses are not known; no new block is made and none grows; "
+      "end the domain's processes and run: pinmemctl remove-domain";
+
+   void becomeAnotherBoot() const
+   {
+      Index::open(Directory::open(control_, Directory::Trust::guarded)).bootIdIs("another boot");
+   }
+
+   /// Clears the record's commit word, as nobody should.
+   void loseRecord(std::uint32_t slot) const
+   {
+      std::fstream(index_, std::ios::in | std::ios::out | std::ios::binary)
+         .seekp(static_cast<std::streamoff>(sizeof(IndexHeader) + slot * sizeof(Record)))
+         .write("\0\0\0\0\0\0\0\0", 8);
+   }
+};
 
 TEST_F(DomainRecoveryTest, memoryThatIsGoneIsMadeAnewAtTheSameBusAddress)
 {
@@ -49,8 +68,8 @@ TEST_F(DomainRecoveryTest, memoryThatIsGoneMayComeBackLargerAndThenMoves)
 TEST_F(DomainRecoveryTest, memoryMadeAnewByAnotherProcessIsNoticed)
 {
    open()->allocate("a", 100, "", 0);
+   becomeAnotherBoot();
    auto const sut = open();
-   std::filesystem::remove(control_ + "/data/00000000-00000001");
    auto const other = open();
    other->allocate("a", 100, "", 0);
    std::strcpy(memoryOf(*other, "a"), "bytes");
@@ -61,18 +80,145 @@ TEST_F(DomainRecoveryTest, memoryMadeAnewByAnotherProcessIsNoticed)
    EXPECT_EQ(sut->records()[0].block.generation, 2U);
 }
 
-TEST_F(DomainRecoveryTest, aBlockWhoseRecordWasLostInTheMakingIsMadeAgain)
+TEST_F(DomainRecoveryTest, memoryThatIsGoneIsNotMadeAnewWhileOthersMayUseIt)
+{
+   auto first = open();
+   std::uint64_t const address = first->allocate("a", 100, "", 0);
+   first->map("a");
+   std::filesystem::remove(control_ + "/data/00000000-00000001");
+   auto const sut = open();
+   std::string const expected =
+      "the memory of this block is gone, but processes that use the domain may have it mapped, and devices may use its "
+      "bus address; end the domain's other processes, then allocate it again";
+
+   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 100, "", 0); }), expected);
+   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 100, "", 0); }), expected);
+   EXPECT_EQ(sut->records()[0].block.generation, 1U);
+   EXPECT_NE(sut->allocate("b", 100, "", 0), address);
+
+   first.reset();
+   EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
+}
+
+TEST_F(DomainRecoveryTest, aMappingOfMemoryMadeAnewIsTheNewOne)
+{
+   auto sut = open();
+   sut->allocate("a", 100, "", 0);
+   std::filesystem::remove(control_ + "/data/00000000-00000001");
+   // Another process, that was alone for a moment, has made it anew.
+   {
+      Index index = Index::open(Directory::open(control_, Directory::Trust::guarded));
+      index.refresh([](Record const&) {});
+      Record const record = *index.read(0);
+      Block block = record.block;
+      block.generation = 2;
+      ShmBackend(Directory::open(control_ + "/data", Directory::Trust::guarded)).create(block);
+      index.write(Record::make(block, record.name(), record.owner()));
+   }
+
+   std::strcpy(memoryOf(*sut, "a"), "bytes");
+
+   EXPECT_STREQ(memoryOf(*open(), "a"), "bytes");
+}
+
+TEST_F(DomainRecoveryTest, aBlockWithoutItsRecordIsMadeAgain)
 {
    open()->allocate("a", 100, "", 0);
    auto const sut = open();
    std::filesystem::remove(control_ + "/data/00000000-00000001");
-   std::fstream(index_, std::ios::in | std::ios::out | std::ios::binary)
-      .seekp(sizeof(IndexHeader))
-      .write("\0\0\0\0\0\0\0\0", 8);
+   loseRecord(0);
 
    EXPECT_NE(sut->allocate("a", 100, "", 0), 0U);
 
    EXPECT_EQ(sut->records().size(), 1U);
+}
+
+TEST_F(DomainRecoveryTest, aNameThatGotAnotherRecordStaysOneBlock)
+{
+   open()->allocate("a", 100, "", 0);
+   auto const sut = open();
+   auto const other = open();
+   std::filesystem::remove(control_ + "/data/00000000-00000001");
+   loseRecord(0);
+   std::uint64_t const address = other->allocate("a", 100, "", 0);
+   std::strcpy(memoryOf(*other, "a"), "bytes");
+
+   EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
+
+   EXPECT_STREQ(memoryOf(*sut, "a"), "bytes");
+   EXPECT_EQ(open()->records().size(), 1U);
+}
+
+TEST_F(DomainRecoveryTest, aRecordThatGotAnotherNameIsThatBlocks)
+{
+   open()->allocate("a", 100, "", 0);
+   auto const sut = open();
+   std::filesystem::rename(control_ + "/data/00000000-00000001", temporary_ / "kept"); // its inode stays in use
+   loseRecord(0);
+   std::uint64_t const address = open()->allocate("b", 100, "", 0);
+
+   EXPECT_NE(refusalOf([&] { sut->map("a"); }).find("there is no block of this name"), std::string::npos);
+   EXPECT_EQ(sut->allocate("b", 100, "", 0), address);
+   EXPECT_NE(sut->allocate("a", 100, "", 0), address);
+   EXPECT_EQ(open()->records().size(), 2U);
+}
+
+TEST_F(DomainRecoveryTest, aFileThatWasReplacedIsRefused)
+{
+   open()->allocate("a", 100, "", 0);
+   auto const sut = open();
+   std::string const path = control_ + "/data/00000000-00000001";
+   std::filesystem::rename(path, temporary_ / "kept");
+   std::ofstream(path) << std::string(4096, 'x');
+
+   EXPECT_EQ(
+      refusalOf([&] { sut->allocate("a", 100, "", 0); }),
+      "file '" + path + "' was replaced by another; run: pinmemctl remove-domain");
+   EXPECT_EQ(refusalOf([&] { sut->map("a"); }), refusalOf([&] { sut->allocate("a", 100, "", 0); }));
+}
+
+TEST_F(DomainRecoveryTest, namesAndBusAddressesSurviveAKillAtEachStepOfMakingMemoryAnew)
+{
+   std::uint64_t const address = open()->allocate("a", 100, "owner", 0);
+   std::uint64_t const addressOther = open()->allocate("b", 100, "", 1);
+   Fate fate = Fate::killed;
+   for (int stop = 0; fate == Fate::killed; ++stop) {
+      becomeAnotherBoot();
+
+      fate = killAt(stop, [&] { open()->allocate("a", 100, "owner", 0); });
+
+      if (fate == Fate::notWatched) {
+         GTEST_SKIP() << "processes may not be traced here";
+      }
+      auto const sut = open();
+      ASSERT_TRUE(sut->damaged().empty()) << stop;
+      ASSERT_EQ(sut->records().size(), 2U) << stop;
+      ASSERT_EQ(sut->allocate("a", 100, "", 0), address) << stop;
+      ASSERT_EQ(sut->allocate("b", 100, "", 1), addressOther) << stop;
+      auto const files = std::filesystem::directory_iterator(control_ + "/data");
+      ASSERT_EQ(std::distance(begin(files), end(files)), 2) << stop;
+   }
+}
+
+TEST_F(DomainRecoveryTest, aKillAtEachStepOfANewBlockLeavesAllOfItOrNothing)
+{
+   Fate fate = Fate::killed;
+   for (int stop = 0; fate == Fate::killed; ++stop) {
+      fate = killAt(stop, [&] { open()->allocate("a", 100, "", 0); });
+
+      if (fate == Fate::notWatched) {
+         GTEST_SKIP() << "processes may not be traced here";
+      }
+      std::error_code error; // the killed process may not have come as far as to make the domain
+      bool const isIndexThere = std::filesystem::exists(index_, error);
+      auto const sut = open();
+      ASSERT_TRUE(sut->damaged().empty()) << stop;
+      ASSERT_LE(sut->records().size(), isIndexThere ? 1U : 0U) << stop;
+      ASSERT_NE(sut->allocate("a", 100, "", 0), 0U) << stop;
+      ASSERT_NE(sut->allocate("b", 100, "", 0), sut->allocate("a", 100, "", 0)) << stop;
+      ASSERT_EQ(sut->records().size(), 2U) << stop;
+      std::filesystem::remove_all(control_);
+   }
 }
 
 TEST_F(DomainRecoveryTest, memoryFromAnotherBootIsForgotten)
@@ -82,13 +228,27 @@ TEST_F(DomainRecoveryTest, memoryFromAnotherBootIsForgotten)
       auto const first = open();
       std::strcpy(memoryOf(*first, "a"), "old");
    }
-   Index::open(Directory::open(control_, Directory::Trust::guarded)).bootIdIs("another boot");
+   becomeAnotherBoot();
 
    auto const sut = open();
 
    EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
    EXPECT_STREQ(memoryOf(*sut, "a"), "");
    EXPECT_EQ(sut->records()[0].block.generation, 2U);
+   EXPECT_FALSE(std::filesystem::exists(control_ + "/data/00000000-00000001"));
+}
+
+TEST_F(DomainRecoveryTest, lookingAfterAnotherBootChangesNothing)
+{
+   open()->allocate("a", 100, "", 0);
+   becomeAnotherBoot();
+   Settings settings;
+   settings.directory = temporary_.path();
+
+   auto const sut = Domain::open(settings, {}, Directory::Missing::leave);
+
+   EXPECT_EQ(sut->records().size(), 1U);
+   EXPECT_EQ(Index::open(Directory::open(control_, Directory::Trust::guarded)).bootId(), "another boot");
 }
 
 TEST_F(DomainRecoveryTest, aBootThatADifferentProcessDoesNotSeeIsRefused)
@@ -136,13 +296,23 @@ TEST_F(DomainRecoveryTest, aDamagedRecordStopsNewBlocksAndLeavesTheOthers)
    auto const sut = open();
 
    EXPECT_EQ(sut->allocate("b", 100, "", 0), address);
-   EXPECT_EQ(
-      refusalOf([&] { sut->allocate("a", 100, "", 0); }),
-      "the block is not known, but record 0 of index '" + index_ +
-         "' is damaged and may be its; no new block is made; end the domain's processes and run: pinmemctl "
-         "remove-domain");
+   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 100, "", 0); }), "record 0 of index '" + index_ + damagedText_);
    EXPECT_EQ(sut->damaged(), std::set<std::uint32_t>{0});
    EXPECT_EQ(sut->records().size(), 1U);
+}
+
+TEST_F(DomainRecoveryTest, aDamagedRecordStopsBlocksFromGrowing)
+{
+   auto first = open();
+   std::uint64_t const address = first->allocate("a", 100, "", 0);
+   first->allocate("b", 100, "", 0);
+   first.reset();
+   std::filesystem::remove(control_ + "/data/00000000-00000001");
+   spoilIndex(sizeof(IndexHeader) + sizeof(Record) + offsetof(Record, nameBytes));
+   auto const sut = open();
+
+   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 8192, "", 0); }), "record 1 of index '" + index_ + damagedText_);
+   EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
 }
 
 TEST_F(DomainRecoveryTest, aRecordOfAnUnknownBackendIsRefused)
@@ -150,6 +320,7 @@ TEST_F(DomainRecoveryTest, aRecordOfAnUnknownBackendIsRefused)
    open()->allocate("a", 100, "", 0);
    {
       Index index = Index::open(Directory::open(control_, Directory::Trust::guarded));
+      index.refresh([](Record const&) {});
       Record const record = *index.read(0);
       Block block = record.block;
       block.backend = 9;
@@ -170,8 +341,27 @@ TEST_F(DomainRecoveryTest, aDomainRemovedByHandIsNoticed)
 
    EXPECT_EQ(
       refusalOf([&] { sut->allocate("b", 100, "", 0); }),
-      "index '" + index_ + "' was removed while this process used it; end all processes of the domain, then restart");
+      "lock '" + control_ +
+         "/lock' was removed while this process used it; end all processes of the domain, then restart");
    EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
+}
+
+TEST_F(DomainRecoveryTest, aControlFileRemovedByHandIsNoticed)
+{
+   for (std::string const file : {"lock", "users", "index"}) {
+      auto const sut = open();
+      sut->allocate("a", 100, "", 0);
+
+      std::filesystem::rename(control_ + "/" + file, control_ + "/kept");
+      std::filesystem::remove(control_ + "/kept");
+
+      EXPECT_NE(
+         refusalOf([&] {
+            sut->allocate("b", 100, "", 0);
+         }).find(file + "' was removed while this process used it; end all processes of the domain, then restart"),
+         std::string::npos);
+      std::filesystem::remove_all(control_);
+   }
 }
 
 TEST_F(DomainRecoveryTest, aRefusedBlockLeavesNoTrace)
@@ -184,9 +374,8 @@ TEST_F(DomainRecoveryTest, aRefusedBlockLeavesNoTrace)
    std::string const text = refusalOf([&] { sut->allocate("b", 100, "", 0); });
 
    EXPECT_EQ(
-      text, "file '" + control_ +
-               "/data/00000001-00000001' cannot be made: No such file or directory; make its directory "
-               "writable");
+      text, "directory '" + control_ +
+               "/data' was removed while this process used it; end all processes of the domain, then restart");
    EXPECT_EQ(sut->records().size(), 1U);
    EXPECT_EQ(std::filesystem::file_size(index_), 2 * sizeof(Record));
    EXPECT_EQ(refusalOf([&] { sut->allocate("b", 100, "", 0); }), text);

@@ -48,6 +48,24 @@ TEST_F(DomainRemovalTest, isRefusedWhileTheDomainIsInUse)
    EXPECT_EQ(removeDomain(settings_), DomainRemoval::removed);
 }
 
+TEST_F(DomainRemovalTest, isRefusedWhenItCannotTellWhetherTheDomainIsInUse)
+{
+   auto const domain = Domain::open(settings_);
+   domain->allocate("a", 100, "", 0);
+   std::filesystem::remove(control_ + "/users");
+   std::string const expected = "file '" + control_ +
+                                "/users' was removed, so that processes that use the domain are not seen; end them, "
+                                "then run: touch '" +
+                                control_ + "/users'";
+
+   EXPECT_EQ(refusalOf([&] { removeDomain(settings_); }), expected);
+   EXPECT_EQ(refusalOf([&] { Domain::open(settings_); }), expected);
+   EXPECT_TRUE(std::filesystem::exists(control_ + "/data/00000000-00000001"));
+
+   std::ofstream(control_ + "/users").flush();
+   EXPECT_EQ(removeDomain(settings_), DomainRemoval::removed);
+}
+
 TEST_F(DomainRemovalTest, leavesOtherDomainsAlone)
 {
    Domain::open(settings_)->allocate("a", 100, "", 0);

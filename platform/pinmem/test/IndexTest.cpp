@@ -169,6 +169,22 @@ TEST_F(IndexTest, aRecordMayBeWrittenAgain)
    EXPECT_EQ(sut.slotForNew(), 1U);
 }
 
+TEST_F(IndexTest, aFreeSlotMayBeFilledAfterAFullOne)
+{
+   Index sut = Index::create(place_, "boot");
+   sut.write(record(0, "a"));
+   sut.write(record(1, "b"));
+   spoil(sizeof(IndexHeader), std::string(8, '\0'));
+   Index other = Index::open(place_);
+   namesFrom(other);
+
+   other.write(record(0, "c"));
+
+   EXPECT_EQ(other.slotForNew(), 2U);
+   Index third = Index::open(place_);
+   EXPECT_EQ(namesFrom(third), (Names{"c", "b"}));
+}
+
 TEST_F(IndexTest, anotherBootForgetsTheMemoryAndKeepsTheNames)
 {
    Index sut = Index::create(place_, "boot 1");

@@ -193,6 +193,28 @@ TEST_F(PinmemctlTest, wrongUsageIsTold)
    }
 }
 
+TEST_F(PinmemctlTest, listingADomainThatIsNotWholeMakesNothing)
+{
+   std::filesystem::create_directory(temporary_ / "default");
+   std::filesystem::permissions(temporary_ / "default", std::filesystem::perms::owner_all);
+
+   EXPECT_EQ(ctl({"list"}), 3);
+   EXPECT_TRUE(std::filesystem::is_empty(temporary_ / "default"));
+
+   std::filesystem::create_directory(temporary_ / "default/data");
+   std::filesystem::permissions(temporary_ / "default/data", std::filesystem::perms::owner_all);
+   EXPECT_EQ(ctl({"list"}), 3);
+   EXPECT_TRUE(std::filesystem::is_empty(temporary_ / "default/data"));
+   EXPECT_FALSE(std::filesystem::exists(temporary_ / "default/lock"));
+}
+
+TEST_F(PinmemctlTest, tellsItsVersion)
+{
+   EXPECT_EQ(ctl({"--version"}), 0);
+   EXPECT_EQ(output_.rfind("pinmemctl ", 0), 0U);
+   EXPECT_NE(output_.find_first_of("0123456789"), std::string::npos);
+}
+
 TEST_F(PinmemctlTest, helpNamesTheExitStatuses)
 {
    EXPECT_EQ(ctl({"--help"}), 0);

@@ -44,6 +44,13 @@ TEST(Settings, aDomainNameMayHoldDots)
    EXPECT_EQ(refusalOfDomain(".a"), "");
 }
 
+TEST(Settings, aDomainNameIsAtMostAsLongAsAFoldersName)
+{
+   EXPECT_EQ(refusalOfDomain(std::string(255, 'd')), "");
+   EXPECT_EQ(
+      refusalOfDomain(std::string(256, 'd')), "the domain's name has 256 bytes; a folder's name has 1 to 255 bytes");
+}
+
 TEST(Settings, anEmptyDirectoryIsRefused)
 {
    Settings settings;

@@ -1,0 +1,99 @@
+#include "src/DomainUsers.h"
+#include "test/support/RefusalOf.h"
+#include "test/support/TemporaryDirectory.h"
+#include <filesystem>
+#include <gtest/gtest.h>
+
+using namespace pinmem_lib;
+using namespace pinmem_test;
+using Missing = Directory::Missing;
+
+namespace {
+
+class DomainUsersTest : public testing::Test {
+protected:
+   TemporaryDirectory const temporary_;
+   Directory const place_ = Directory::open(temporary_.path(), Directory::Trust::guarded);
+   std::string const path_ = temporary_ / "users";
+};
+
+} // namespace
+
+TEST_F(DomainUsersTest, nobodyIsCountedInAtFirst)
+{
+   DomainUsers sut(place_, Missing::create);
+
+   EXPECT_TRUE(sut.tryExclusive());
+   EXPECT_TRUE(sut.tryExclusive());
+}
+
+TEST_F(DomainUsersTest, aUserIsSeenUntilItEnds)
+{
+   DomainUsers sut(place_, Missing::create);
+   {
+      DomainUsers user(place_, Missing::leave);
+      user.share();
+      EXPECT_FALSE(sut.tryExclusive());
+   }
+
+   EXPECT_TRUE(sut.tryExclusive());
+}
+
+TEST_F(DomainUsersTest, manyUsersShare)
+{
+   DomainUsers first(place_, Missing::create);
+   DomainUsers second(place_, Missing::leave);
+
+   first.share();
+   second.share();
+
+   EXPECT_FALSE(DomainUsers(place_, Missing::leave).tryExclusive());
+}
+
+TEST_F(DomainUsersTest, aUserKnowsWhetherItIsAloneAndStaysCountedIn)
+{
+   DomainUsers sut(place_, Missing::create);
+   DomainUsers looking(place_, Missing::leave);
+   sut.share();
+   EXPECT_TRUE(sut.isAlone());
+   EXPECT_FALSE(looking.tryExclusive());
+   {
+      DomainUsers user(place_, Missing::leave);
+      user.share();
+      EXPECT_FALSE(sut.isAlone());
+   }
+   EXPECT_FALSE(looking.tryExclusive());
+   EXPECT_TRUE(sut.isAlone());
+}
+
+TEST_F(DomainUsersTest, aMissingFileIsRefusedWhenItIsToBeThere)
+{
+   EXPECT_EQ(
+      refusalOf([&] { DomainUsers(place_, Missing::leave); }),
+      "file '" + path_ +
+         "' was removed, so that processes that use the domain are not seen; end them, then run: touch '" + path_ +
+         "'");
+   EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
+TEST_F(DomainUsersTest, aFolderInPlaceOfTheFileIsRefused)
+{
+   std::filesystem::create_directory(path_);
+
+   EXPECT_EQ(
+      refusalOf([&] { DomainUsers(place_, Missing::create); }),
+      "file '" + path_ +
+         "' cannot be opened: Is a directory; make it a plain file, readable and writable for this user");
+}
+
+TEST_F(DomainUsersTest, aRemovedFileIsNoticed)
+{
+   DomainUsers sut(place_, Missing::create);
+   EXPECT_EQ(refusalOf([&] { sut.check(); }), "");
+
+   std::filesystem::remove(path_);
+
+   EXPECT_EQ(
+      refusalOf([&] { sut.check(); }),
+      "file '" + path_ + "' was removed while this process used it; end all processes of the domain, then restart");
+}
