@@ -1,0 +1,100 @@
+#include <Kro/Entity.h>
+
+#include <Kro/Dir.h>
+#include <Kro/Exception.h>
+#include <Kro/KroModule.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace Kro {
+namespace {
+
+/// The living singletons. A plain list, so that it also answers while and after static objects are destroyed.
+struct Singleton {
+   Entity* entity;
+   Singleton* next;
+};
+
+constinit Singleton* singletons = nullptr;
+
+} // namespace
+
+Entity::Entity(Orvo::String const& name) : publisher_(*this), name_(name) {}
+
+Entity::~Entity()
+{
+   nodeFlagSet(flagDeleteOnLastUser, false);
+   if (!isSingleton_) {
+      return;
+   }
+   auto** link = &singletons;
+   while ((*link)->entity != this) {
+      link = &(*link)->next;
+   }
+   std::unique_ptr<Singleton> const mine(*link);
+   *link = mine->next;
+}
+
+void Entity::handleParent() noexcept {}
+
+void Entity::parentIs(Dir* parent) noexcept
+{
+   parent_ = parent;
+   publisher_.parentIs(parent != nullptr ? parent->publisher() : nullptr);
+   handleParent();
+}
+
+Orvo::String Entity::fullName() const
+{
+   std::vector<Entity const*> chain;
+   for (Entity const* entity = this; entity != nullptr; entity = entity->parent()) {
+      chain.push_back(entity);
+   }
+   // The root's own name is empty, so that a name in the tree starts with "/".
+   std::string text = std::string(chain.back()->name());
+   std::for_each(chain.rbegin() + 1, chain.rend(), [&](Entity const* entity) {
+      text += '/';
+      text += entity->name().view();
+   });
+   return text;
+}
+
+Orvo::Ptr<Entity> Entity::singletonExists(Orvo::String const& name)
+{
+   for (auto const* one = singletons; one != nullptr; one = one->next) {
+      if (one->entity->name() == name && !one->entity->isBeingDestroyed()) {
+         return one->entity;
+      }
+   }
+   return nullptr;
+}
+
+Orvo::Ptr<Entity> Entity::singletonIs(KroModule const& module, int flags, Orvo::String const& name)
+{
+   if (auto existing = singletonExists(name)) {
+      return existing;
+   }
+   auto const type = std::find_if(
+      module.types.begin(), module.types.end(), [&](KroType const* one) { return one->name == name.view(); });
+   if ((flags & 1) == 0 || type == module.types.end() || (*type)->make == nullptr) {
+      return nullptr;
+   }
+   auto entry = std::make_unique<Singleton>();
+   auto entity = (*type)->make(name);
+   entity->isSingleton_ = true;
+   *entry = {entity.get(), singletons};
+   singletons = entry.release();
+   return entity;
+}
+
+Orvo::Ptr<Entity> Entity::singleton(Orvo::String const& name)
+{
+   if (auto existing = singletonExists(name)) {
+      return existing;
+   }
+   throw EntityNotFoundException(Orvo::join("no singleton is named '", name, "'"));
+}
+
+} // namespace Kro

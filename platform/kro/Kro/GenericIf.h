@@ -1,0 +1,135 @@
+#pragma once
+
+#include <Kro/KroType.h>
+#include <Kro/ObjectAddress.h>
+#include <Kro/TypeOf.h>
+
+#include <span>
+
+namespace Orvo {
+class Node;
+}
+
+namespace Kro {
+
+/// The generic interface: one slot of known type, through which the object in it is read, written and called by number.
+///
+/// Ownership: borrows the object; keep it alive. Threads: like the object's own.
+/// Errors: number and access errors are result codes (`AccessResult`); a slot of another type raises TypeException, and
+/// nothing has changed; an exception of the invoked operation itself passes through. A slot that is bound to nothing
+/// (`voidPtr()` is null) counts as one of no type; through an object that is not bound only statics can be reached.
+class KRO_EXPORT GenericIf {
+public:
+   explicit constexpr GenericIf(TypeRef type, void* slot = nullptr) noexcept : type_(type), slot_(slot) {}
+
+   /// @return the interface of a slot: a variable of type T, Orvo::Ptr<T> or T*. A const one
+   ///         is for reading alone: do not give it where a value is written.
+   template <class Slot>
+   static GenericIf of(Slot& slot)
+   {
+      auto* const address = const_cast<std::remove_const_t<Slot>*>(&slot);
+      return GenericIf(typeRefOf<Slot>(), Detail::addressOf(address));
+   }
+
+   /// @return the interface of a live node, by its own type
+   static GenericIf ofNode(Orvo::Node& node) noexcept;
+
+   /// Binds another object of this interface's type: the address of a value, or of an entity's `Orvo::Node`.
+   void voidPtrIs(void* slot) noexcept { slot_ = slot; }
+
+   void* voidPtr() const noexcept { return slot_; }
+
+   TypeRef type() const noexcept { return type_; }
+
+   /// @return whether it is bound to a slot of exactly this type
+   bool holds(TypeRef wanted) const noexcept { return type_ == wanted && slot_ != nullptr; }
+
+   /// @throws TypeException unless it is bound to a slot of exactly this type
+   void typeIs(TypeRef wanted) const
+   {
+      if (!holds(wanted)) [[unlikely]] {
+         refuse(wanted);
+      }
+   }
+
+   /// Reads a value, or a computed or static attribute without arguments, into `out`, whose slot must be of exactly the
+   /// attribute's type. Cost: a few compares and an indirect call; allocates nothing of its own.
+   AccessResult get(int number, GenericIf const& out) const
+   {
+      auto const* attr = findAttr(number);
+      if (attr == nullptr) {
+         return noSuchAttribute;
+      }
+      if (attr->get == nullptr || (slot_ == nullptr && attr->kind != Kind::statics)) {
+         return notAllowed;
+      }
+      out.typeIs(attr->type);
+      attr->get(slot_, out.slot_);
+      return success;
+   }
+
+   /// Writes an attribute from `in`, whose slot must be of exactly the attribute's type.
+   AccessResult set(int number, GenericIf const& in) const
+   {
+      auto const* attr = findAttr(number);
+      if (attr == nullptr) {
+         return noSuchAttribute;
+      }
+      if (attr->set == nullptr || slot_ == nullptr) {
+         return notAllowed;
+      }
+      in.typeIs(attr->type);
+      attr->set(slot_, in.slot_);
+      return success;
+   }
+
+   /// Calls an operation, computed, static or reactor: the overload whose argument types are exactly those given.
+   /// `result` may be unbound: the result is dropped. `notAllowed`: there is no such overload.
+   AccessResult call(int number, std::span<GenericIf const> arguments, GenericIf const& result) const;
+   AccessResult call(int number, std::span<GenericIf const> arguments = {}) const;
+
+   /// Creates or replaces, removes by key, empties: the owner's own mutators, with their arguments. `notAllowed`: the
+   /// attribute is no collection, or has no mutator with these arguments.
+   AccessResult collectionIs(int number, std::span<GenericIf const> arguments) const;
+   AccessResult collectionDel(int number, std::span<GenericIf const> arguments, GenericIf const& result) const;
+   AccessResult collectionDelAll(int number) const;
+
+   /// @return the slot as a T
+   /// @throws TypeException when it is of another type, or bound to nothing
+   template <class Slot>
+   Slot& as() const
+   {
+      typeIs(typeRefOf<Slot>());
+      return Detail::objectOf<Slot>(slot_);
+   }
+
+private:
+   /// A pointer, and what has no type, has no attributes.
+   KroAttr const* findAttr(int number) const noexcept
+   {
+      // Every record is defined as a KroType.
+      return type_.form == Form::plain && type_.type != nullptr
+                ? static_cast<KroType const*>(type_.type)->findAttr(number)
+                : nullptr;
+   }
+
+   [[noreturn]] void refuse(TypeRef wanted) const;
+   AccessResult mutate(
+      int number, std::span<Overload const> CollectionOps::*role, std::span<GenericIf const> arguments,
+      GenericIf const& result) const;
+   AccessResult
+   callOne(std::span<Overload const> overloads, std::span<GenericIf const> arguments, GenericIf const& result) const;
+
+   TypeRef type_;
+   void* slot_;
+};
+
+/// The framework's own errors of the generic interface.
+struct KRO_EXPORT GenericIfImpl {
+   /// @throws TypeException always
+   [[noreturn]] static void throwTypeException(TypeRef actual, TypeRef wanted);
+   /// @throws UnhashableException always
+   [[noreturn]] static void throwUnhashableException(TypeData const& type);
+};
+
+} // namespace Kro

@@ -1,0 +1,225 @@
+#include "CollectionKinds.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+// What only hash maps promise; the rest is in the suite of all collections.
+
+namespace Kro::Test {
+
+namespace {
+
+using NamedMap = HashMapNamedKind::Collection;
+
+TEST(HashMap, aKeyInTheValueIsNotStoredTwice)
+{
+   using Apart = HashMapNode<HN_Test, Orvo::String, Named, KeyApart>;
+   using InValue = HashMapNode<HN_Test, Orvo::String, Named, NameOf>;
+   using BehindPointer = HashMapNode<HN_Test, Orvo::String, Orvo::Ptr<Live>, LiveNameOf>;
+
+   EXPECT_EQ(sizeof(InValue) + sizeof(Orvo::String), sizeof(Apart));
+   EXPECT_EQ(sizeof(BehindPointer), sizeof(HashMapGeneric::Link) + sizeof(Orvo::String) + sizeof(void*));
+}
+
+TEST(HashMap, findsAnObjectUnderTheNameThatItHadWhenItWasAdded)
+{
+   HashMapPtrKind::Collection sut;
+   auto const live = Orvo::make<Live>(1, 1);
+   auto const name = live->value.name;
+   sut.is(live);
+
+   live->value.name = "another";
+
+   ASSERT_NE(sut.find(name), nullptr);
+   EXPECT_EQ(*sut.find(name), live);
+   EXPECT_TRUE(sut.erase(name));
+}
+
+TEST(HashMap, insertAddsOnlyWhatIsNotThere)
+{
+   HashMap<HN_Test, Orvo::String, int> sut;
+
+   EXPECT_TRUE(sut.insert("a", 1));
+   EXPECT_FALSE(sut.insert("a", 2));
+
+   EXPECT_EQ(*sut.find("a"), 1);
+   EXPECT_EQ(sut.size(), 1U);
+}
+
+TEST(HashMap, valuesCanBeChangedWhereTheyAre)
+{
+   HashMap<HN_Test, Orvo::String, int> sut;
+
+   sut.is("a", 1) += 1;
+   *sut.find("a") += 1;
+
+   EXPECT_EQ(*std::as_const(sut).find("a"), 3);
+}
+
+TEST(HashMap, holdsValuesThatCanOnlyBeMoved)
+{
+   HashMap<HN_Test, Orvo::String, std::unique_ptr<int>> sut;
+
+   sut.is("a", std::make_unique<int>(1));
+   auto const taken = sut.take("a");
+
+   ASSERT_TRUE(taken.has_value());
+   EXPECT_EQ(**taken, 1);
+   EXPECT_TRUE(sut.empty());
+}
+
+TEST(HashMap, theKeysWithTheSmallestAndTheGreatestHashAreFirstAndLast)
+{
+   HashMap<HN_Test, Colliding::Key, int> sut;
+   for (int number = 0; number < 30; ++number) {
+      sut.is(Colliding::key(number), number);
+   }
+
+   std::vector<std::uint64_t> hashes;
+   for (auto at = sut.begin(); at != sut.end(); ++at) {
+      hashes.push_back(at.key().hash());
+   }
+
+   EXPECT_EQ(hashes.front(), 0U);
+   EXPECT_EQ(hashes.back(), ~std::uint64_t{0});
+   EXPECT_TRUE(std::is_sorted(hashes.begin(), hashes.end()));
+}
+
+TEST(HashMap, addressesOfNeighboursHaveDifferentHashesThatFillTheTopBits)
+{
+   constexpr std::size_t count = 1024;
+   std::vector<int> top(count);
+   for (std::size_t i = 0; i < count; ++i) {
+      auto const* const address = reinterpret_cast<int const*>(std::uintptr_t{0x7f0000000000} + 64 * i);
+      ++top[HashMapKey<int const*>::hash(address) >> 54];
+   }
+
+   EXPECT_LE(*std::max_element(top.begin(), top.end()), 6); // evenly distributed ones would reach 5 or 6
+}
+
+TEST(HashMapDeathTest, aValueUnderAnotherKeyThanItsOwnEndsTheProcess)
+{
+   NamedMap sut;
+   Named const value(1, 1);
+
+   EXPECT_DEATH(sut.is("another", value), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
+   EXPECT_DEATH(sut.insert("another", value), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
+
+   sut.is(value.name, value);
+   EXPECT_TRUE(sut.contains(value.name));
+}
+
+TEST(HashMapDeathTest, aRawCursorThatIsUsedAfterAChangeEndsTheProcess)
+{
+   NamedMap sut;
+   sut.is(Named(1, 1));
+   auto cursor = sut.rawBegin();
+   ASSERT_NE(cursor.link(), nullptr);
+   EXPECT_TRUE(cursor.isCurrent());
+
+   sut.is(Named(2, 2));
+
+   EXPECT_FALSE(cursor.isCurrent());
+   EXPECT_DEATH(static_cast<void>(cursor.link()), "version_ == hashMap_->version\\(\\)");
+   EXPECT_DEATH(cursor.advance(), "version_ == hashMap_->version\\(\\)");
+}
+
+/// Copies until it is told not to.
+struct Fragile {
+   static inline int copiesLeft = 0;
+   static inline int live = 0;
+
+   Fragile() { ++live; }
+
+   Fragile(Fragile const&)
+   {
+      if (copiesLeft-- == 0) {
+         throw std::runtime_error("no more copies");
+      }
+      ++live;
+   }
+
+   Fragile& operator=(Fragile const&) = default;
+
+   ~Fragile() { --live; }
+};
+
+TEST(HashMap, whatFailsLeavesNothingBehind)
+{
+   auto const& tracker = HashMapGeneric::memAllocationTracker_;
+   auto const liveBefore = tracker.liveCount();
+   auto const liveArraysBefore = tracker.liveArrayCount();
+   {
+      HashMap<HN_Test, Orvo::String, Fragile> original;
+      HashMap<HN_Test, Orvo::String, Fragile> target;
+      Fragile const value;
+      Fragile::copiesLeft = 100;
+      for (int number = 0; number < 20; ++number) {
+         original.is(ShortText::key(number), value);
+      }
+      target.is("only", value);
+
+      for (int copies = 0; copies < 20; ++copies) {
+         Fragile::copiesLeft = copies;
+         EXPECT_THROW(target = original, std::runtime_error);
+      }
+      Fragile::copiesLeft = 0;
+      EXPECT_THROW(target.is("more", value), std::runtime_error);
+
+      EXPECT_EQ(target.size(), 1U);
+      EXPECT_TRUE(target.contains("only"));
+      EXPECT_EQ(Fragile::live, 22);
+   }
+   EXPECT_EQ(Fragile::live, 0);
+   EXPECT_EQ(tracker.liveCount(), liveBefore);
+   EXPECT_EQ(tracker.liveArrayCount(), liveArraysBefore);
+}
+
+/// Calls back when it is destroyed.
+struct Parting {
+   explicit Parting(std::function<void()> theCall) : call(std::move(theCall)) {}
+
+   Parting(Parting&&) = default;
+   Parting(Parting const&) = delete;
+   Parting& operator=(Parting const&) = delete;
+
+   ~Parting()
+   {
+      if (call) {
+         call();
+      }
+   }
+
+   std::function<void()> call;
+};
+
+TEST(HashMap, destructorsOfValuesMayUseTheMap)
+{
+   HashMap<HN_Test, Orvo::String, Parting> sut;
+   int calls = 0;
+   sut.insert("a", Parting([&] {
+                 ++calls;
+                 EXPECT_FALSE(sut.contains("a"));
+                 sut.erase("b");
+              }));
+   sut.insert("b", Parting([&] { ++calls; }));
+   sut.insert("c", Parting([&] {
+                 ++calls;
+                 EXPECT_TRUE(sut.empty());
+              }));
+
+   sut.erase("a");
+   EXPECT_EQ(sut.size(), 1U);
+   sut.clear();
+
+   EXPECT_EQ(calls, 3);
+}
+
+} // namespace
+
+} // namespace Kro::Test

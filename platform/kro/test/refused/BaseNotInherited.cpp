@@ -1,0 +1,10 @@
+#include <Kro/Table.h>
+
+struct Sample {
+   std::uint32_t a;
+   std::uint32_t b;
+};
+
+struct Other {};
+
+constexpr auto table = Kro::table<Sample, Other>(Kro::value<2, &Sample::a>("a"), Kro::value<3, &Sample::b>("b"));
