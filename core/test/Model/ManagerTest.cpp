@@ -1,0 +1,112 @@
+#include "support/MemoryTest.h"
+#include "support/MessageOf.h"
+#include "support/ReflectedType.h"
+#include "support/TestMount.h"
+
+#include <Quorvel/Core/Memory/Entity/Manager.h>
+#include <Quorvel/Core/Model/Modules.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace {
+
+using Kro::GenericIf;
+using Quorvel::Core::Memory::Entity::Manager;
+using Quorvel::Core::Memory::Info::Mount;
+using Quorvel::Core::Test::attributesOf;
+using Quorvel::Core::Test::describeMount;
+using Quorvel::Core::Test::numbersNotRefused;
+using Quorvel::Core::Test::typesOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ModelManager : public Quorvel::Core::Test::MemoryTest {};
+
+TEST_F(ModelManager, isRegisteredWithItsTypesAndWhatTheyReferTo)
+{
+   EXPECT_EQ(_Manager_3f1d6af35e273bc_kroModule.name, "Manager");
+   EXPECT_EQ(_Manager_3f1d6af35e273bc_kroModule.source, "Memory/Entity/Manager");
+   EXPECT_EQ(Kro::findModule("Manager"), &_Manager_3f1d6af35e273bc_kroModule);
+   EXPECT_THAT(typesOf(_Manager_3f1d6af35e273bc_kroModule), ElementsAre("Quorvel::Core::Memory::Entity::Manager"));
+   EXPECT_THAT(_Manager_3f1d6af35e273bc_kroModule.refersTo, Contains(&Mount::kroType));
+   EXPECT_EQ(Manager::kroType.kind, Kro::TypeKind::entity);
+   EXPECT_EQ(Kro::findType("Quorvel::Core::Memory::Entity::Manager"), &Manager::kroType);
+}
+
+TEST_F(ModelManager, listsTheAttributesOfManager)
+{
+   auto const manager = Orvo::make<Manager>("model");
+   auto const sut = GenericIf::ofNode(*manager);
+
+   EXPECT_THAT(
+      attributesOf(sut),
+      ElementsAre(
+         "130 infoMount: collection text -> Memory::Info::Mount, hash; is(Memory::Info::Mount) del(text) -> "
+         "Memory::Info::Mount delAll() []",
+         "132 directory: value Ptr<Kro::Dir> [get]", "133 sysname: value text, given to the constructor [get]",
+         "134 nameDirectory: value text [get]", "136 initialize: operation() []",
+         "137 mountInternal: operation(Memory::Info::Mount) []",
+         "138 instantiate: static(text) -> Ptr<Memory::Entity::Manager> []",
+         "139 mount: operation(Memory::Info::Mount) []"));
+   EXPECT_THAT(numbersNotRefused(sut), IsEmpty());
+}
+
+TEST_F(ModelManager, readsAManagerByNumber)
+{
+   auto const manager = Orvo::make<Manager>("model");
+   auto const sut = GenericIf::ofNode(*manager);
+   Orvo::Ptr<Kro::Dir> directory;
+   Orvo::String sysname;
+   Orvo::String nameDirectory;
+
+   EXPECT_EQ(sut.get(132, GenericIf::of(directory)), Kro::success);
+   EXPECT_EQ(sut.get(133, GenericIf::of(sysname)), Kro::success);
+   EXPECT_EQ(sut.get(134, GenericIf::of(nameDirectory)), Kro::success);
+
+   EXPECT_EQ(directory, manager->directory());
+   EXPECT_EQ(sysname, "model");
+   EXPECT_EQ(nameDirectory, "zumem");
+}
+
+TEST_F(ModelManager, mountsByNumberAndPassesTheRefusal)
+{
+   auto const manager = Orvo::make<Manager>("model");
+   auto const sut = GenericIf::ofNode(*manager);
+   auto mount = describeMount("a", "r");
+
+   EXPECT_EQ(sut.call(139, std::array{GenericIf::of(mount)}), Kro::success);
+   EXPECT_NE(manager->entify("a"), nullptr);
+
+   mount.collectionDel("buffer");
+   EXPECT_THROW(sut.call(139, std::array{GenericIf::of(mount)}), std::invalid_argument);
+   EXPECT_EQ(sut.call(137, std::array{GenericIf::of(mount)}), Kro::success);
+   EXPECT_EQ(manager->infoMount("a"), mount);
+}
+
+TEST_F(ModelManager, findsItsDirectoryAgainByNumber)
+{
+   auto const manager = Orvo::make<Manager>("model");
+   auto const* before = manager->directory().get();
+
+   EXPECT_EQ(GenericIf::ofNode(*manager).call(136), Kro::success);
+
+   EXPECT_EQ(manager->directory().get(), before);
+}
+
+TEST_F(ModelManager, instantiateNeedsNoObject)
+{
+   Orvo::Ptr<Manager> found;
+   Orvo::String name = "model by number";
+
+   EXPECT_EQ(
+      Manager::kroType.genericIf().call(138, std::array{GenericIf::of(name)}, GenericIf::of(found)), Kro::success);
+
+   EXPECT_EQ(found, Manager::instantiate("model by number"));
+}
+
+} // namespace
