@@ -105,6 +105,15 @@ TEST(LoaderPimpl, writesTheEmptyText)
    EXPECT_EQ(stream.str(), "");
 }
 
+TEST(LoaderPimpl, hasNoHash)
+{
+   Pimpl value;
+
+   EXPECT_EQ(
+      messageOf<Kro::UnhashableException>([&] { static_cast<void>(Kro::GenericIf::of(value).hash()); }),
+      "a value of type 'Quorvel::Core::Loader::Pimpl' has no hash");
+}
+
 TEST(LoaderPimpl, instantiateGivesTheLivingSingleton)
 {
    auto const family = Kro::Entity::singletonIs(familyModule, 1, "Family");

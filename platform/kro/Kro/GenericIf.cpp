@@ -90,6 +90,17 @@ void KroAttr::genericIfGet(GenericIf const& object, GenericIf const& out) const
    get(object.voidPtr(), out.voidPtr());
 }
 
+std::uint64_t GenericIf::hash() const
+{
+   if (type_.type == nullptr || type_.form != Form::plain || slot_ == nullptr) {
+      refuse({type_.type, Form::plain});
+   }
+   if (type_.type->ops.hash == nullptr) {
+      GenericIfImpl::throwUnhashableException(*type_.type);
+   }
+   return type_.type->ops.hash(slot_);
+}
+
 AccessResult GenericIf::callOne(
    std::span<Overload const> overloads, std::span<GenericIf const> arguments, GenericIf const& result) const
 {

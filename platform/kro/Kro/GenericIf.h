@@ -94,6 +94,10 @@ public:
    AccessResult collectionDel(int number, std::span<GenericIf const> arguments, GenericIf const& result) const;
    AccessResult collectionDelAll(int number) const;
 
+   /// @return the hash of the value in the slot, consistent with equality
+   /// @throws UnhashableException when its type has none; TypeException when the slot is a pointer, or bound to nothing
+   std::uint64_t hash() const;
+
    /// @return the slot as a T
    /// @throws TypeException when it is of another type, or bound to nothing
    template <class Slot>

@@ -27,8 +27,9 @@ struct KroModule {
 ///
 /// @throws ModuleException when a module of that name, or a type of one of its types' names, is registered already;
 ///         when the base of a type is neither registered nor earlier in this module; when a type names another module;
-///         when there are more than 65 536 types. Nothing is registered then. (From a static initialiser the exception
-///         ends the process with this text.)
+///         when there are more than 65 536 types. Nothing is registered then. From the static initialiser of a library
+///         that is loaded with the process the exception ends the process with this text; from that of a plugin it comes
+///         out of `dlopen`, and the plugin stays loaded without being registered.
 /// Cost: a compare of lengths and last characters with every type known so far, for each type.
 KRO_EXPORT void kroModuleIs(KroModule& module);
 

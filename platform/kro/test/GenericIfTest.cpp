@@ -401,6 +401,32 @@ TEST(GenericIf, throwUnhashableNamesTheType)
 
 } // namespace
 
+TEST(GenericIf, hashIsThatOfTheValue)
+{
+   Orvo::String text("ring");
+   Orvo::String same("ring");
+   Orvo::String other("rung");
+
+   EXPECT_EQ(GenericIf::of(text).hash(), GenericIf::of(same).hash());
+   EXPECT_NE(GenericIf::of(text).hash(), GenericIf::of(other).hash());
+}
+
+TEST(GenericIf, hashOfATypeWithoutOneIsRefused)
+{
+   Odd value;
+
+   EXPECT_EQ(
+      messageOf<Kro::UnhashableException>([&] { static_cast<void>(GenericIf::of(value).hash()); }),
+      "a value of type 'Test::Odd' has no hash");
+}
+
+TEST(GenericIf, hashOfAPointerIsRefused)
+{
+   Orvo::Ptr<Card> none;
+
+   EXPECT_THROW(static_cast<void>(GenericIf::of(none).hash()), Kro::TypeException);
+}
+
 /// An entity whose Orvo::Node does not lie at its start.
 struct Ahead {
    std::uint64_t bytes = 0x1111;
