@@ -19,7 +19,7 @@ FAULTS = [
     "a HA" + "CK",
 ]
 FINE = """\
-in the framework/ folder, at net/work/x, under ~/root/x; part 7.1 of 9, R100, mkstemp("/tmp/aXXXXXX"), specification.md,
+in the framework/ folder, under ~/root/x; part 7.1 of 9, R100, mkstemp("/tmp/aXXXXXX"), specification.md,
 IQ-120, the hackers' path
 """
 
