@@ -110,9 +110,11 @@ private:
             "the live collection has no field '", described.nameAttribute(), "', which chunk '", described.name(),
             "' of group with id=", group.id(), " is for")));
       }
-      Utility::affirm(chunk->addressVirtual() != 0);
+      auto* const memory = reinterpret_cast<void*>(chunk->addressVirtual());
+      Utility::affirm(memory != nullptr);
       if (isZeroed_) {
-         std::memset(reinterpret_cast<void*>(chunk->addressVirtual()), 0, described.size());
+         // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): the affirmation above throws
+         std::memset(memory, 0, described.size());
       }
       attribute->groupIs(live.groupIs(group.id(), group.head(), group.size()));
       attribute->chunkIs(group.id(), chunk);
