@@ -3,6 +3,7 @@
 #include <Quorvel/Core/Export.h>
 
 #include <Kro/AllocTrackTypeInfo.h>
+#include <Kro/CharRange.h>
 #include <Kro/Entity.h>
 #include <Kro/SlabAllocated.h>
 #include <Orvo/Ptr.h>
@@ -35,6 +36,12 @@ private:
 /// The empty value that carries the type attribute `instantiate`. Any two are equal; it has no hash.
 class QUORVEL_CORE_EXPORT Pimpl {
 public:
+   Pimpl() = default;
+
+   /// Reads the text form, which is empty.
+   /// @throws Kro::ParseException when any text is left
+   explicit Pimpl(Kro::CharRange& text);
+
    /// @return the framework's living singleton of that name
    /// @throws Kro::EntityNotFoundException when there is none
    static Orvo::Ptr<Kro::Entity> instantiate(Orvo::String const& name);

@@ -78,7 +78,8 @@ TEST(ModelMount, listsTheAttributesOfGroup)
          "Memory::Info::Detail::Chunk delAll() []",
          "3 chunkInternal: collection int32 -> Memory::Info::Detail::Chunk, ordered; "
          "is(int32, Memory::Info::Detail::Chunk) del(int32) -> Memory::Info::Detail::Chunk delAll() []",
-         "4 id: value uint32 [get]", "5 head: value uint32 [get]", "6 size: value uint32 [get]"));
+         "4 id: value uint32, given to the constructor [get]", "5 head: value uint32, given to the constructor [get]",
+         "6 size: value uint32, given to the constructor [get]"));
    EXPECT_THAT(numbersNotRefused(sut), IsEmpty());
 }
 
@@ -93,8 +94,9 @@ TEST(ModelMount, listsTheAttributesOfCollection)
          "2 group: collection uint32 -> Memory::Info::Detail::Group, ordered; is(Memory::Info::Detail::Group) "
          "del(uint32) -> Memory::Info::Detail::Group delAll() []",
          "3 nameAttribute: collection of text, hash; is(text) del(text) -> bool delAll() []",
-         "4 name: value text [get]", "5 addGroup: operation(uint32, uint32, uint32)(uint32, uint32) []",
-         "6 addNameAttribute: operation(text) []", "7 createChunk: operation(uint32, text, text, uint32, bool) []"));
+         "4 name: value text, given to the constructor [get]",
+         "5 addGroup: operation(uint32, uint32, uint32)(uint32, uint32) []", "6 addNameAttribute: operation(text) []",
+         "7 createChunk: operation(uint32, text, text, uint32, bool) []"));
    EXPECT_THAT(numbersNotRefused(sut), IsEmpty());
 }
 
@@ -110,7 +112,7 @@ TEST(ModelMount, listsTheAttributesOfMount)
          "Memory::Info::Collection delAll() []",
          "3 collectionInternal: collection int32 -> Memory::Info::Collection, ordered; "
          "is(int32, Memory::Info::Collection) del(int32) -> Memory::Info::Collection delAll() []",
-         "5 path: value text [get]", "6 type: value text [get]",
+         "5 path: value text, given to the constructor [get]", "6 type: value text, given to the constructor [get]",
          "7 isZeroedMemoryOnMounting: value bool, not compared [get set]", "8 handleCollection: reactor(text) []"));
    EXPECT_THAT(numbersNotRefused(sut), IsEmpty());
 }

@@ -8,7 +8,7 @@
 namespace Quorvel::Core::Test {
 namespace {
 
-std::string nameOf(Kro::TypeRef type)
+std::string shortNameOf(Kro::TypeRef type)
 {
    std::string name(type.type->name);
    if (std::string const prefix = "Quorvel::Core::"; name.starts_with(prefix)) {
@@ -29,9 +29,9 @@ std::string signatureOf(Kro::Overload const& overload)
 {
    std::string text = "(";
    for (auto const& argument : overload.arguments) {
-      text += (text.size() > 1 ? ", " : "") + nameOf(argument);
+      text += (text.size() > 1 ? ", " : "") + shortNameOf(argument);
    }
-   return text + ")" + (overload.result.type != nullptr ? " -> " + nameOf(overload.result) : "");
+   return text + ")" + (overload.result.type != nullptr ? " -> " + shortNameOf(overload.result) : "");
 }
 
 std::string kindOf(Kro::KroAttr const& attr)
@@ -104,15 +104,15 @@ std::vector<std::string> attributesOf(Kro::GenericIf const& object)
       auto line = std::to_string(attr.number) + " " + std::string(attr.name) + ": " + kindOf(attr);
       if (attr.collection != nullptr) {
          auto const& collection = *attr.collection;
-         line += collection.isSet ? " of " : " " + nameOf(collection.key) + " -> ";
-         line += nameOf(attr.type) + (collection.order == Kro::Order::hash ? ", hash" : ", ordered") + flagsOf(attr) +
+         line += collection.isSet ? " of " : " " + shortNameOf(collection.key) + " -> ";
+         line += shortNameOf(attr.type) + (collection.order == Kro::Order::hash ? ", hash" : ", ordered") + flagsOf(attr) +
                  mutatorsOf(collection);
       } else if (!attr.overloads.empty()) {
          for (auto const& overload : attr.overloads) {
             line += signatureOf(overload);
          }
       } else {
-         line += " " + nameOf(attr.type) + flagsOf(attr);
+         line += " " + shortNameOf(attr.type) + flagsOf(attr);
       }
       lines.push_back(line + accessTo(object, attr.number));
    }
@@ -137,6 +137,15 @@ std::vector<int> numbersNotRefused(Kro::GenericIf const& object)
       }
    }
    return numbers;
+}
+
+std::vector<std::string> constructorsOf(Kro::KroType const& type)
+{
+   std::vector<std::string> lines;
+   for (auto const& constructor : type.constructors) {
+      lines.push_back(signatureOf(constructor));
+   }
+   return lines;
 }
 
 std::vector<std::string> typesOf(Kro::KroModule const& module)

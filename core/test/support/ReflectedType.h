@@ -17,6 +17,9 @@ std::vector<std::string> attributesOf(Kro::GenericIf const& object);
 ///         refused with result code 2 by every access
 std::vector<int> numbersNotRefused(Kro::GenericIf const& object);
 
+/// @return the parameters of each constructor that reflection can call, and what it makes: "(text) -> Ptr<Manager>"
+std::vector<std::string> constructorsOf(Kro::KroType const& type);
+
 /// @return the full names of the types of a module, in order
 std::vector<std::string> typesOf(Kro::KroModule const& module);
 

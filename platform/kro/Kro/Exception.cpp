@@ -13,9 +13,14 @@ AttrNotFoundException::~AttrNotFoundException() = default;
 TypeException::~TypeException() = default;
 UnhashableException::~UnhashableException() = default;
 ModuleException::~ModuleException() = default;
+ParseException::~ParseException() = default;
 NewEntityArgsException::~NewEntityArgsException() = default;
 ReinstantiatingException::~ReinstantiatingException() = default;
 ArgNullPointerException::~ArgNullPointerException() = default;
+
+ParseException::ParseException(std::size_t position, std::string_view expected, std::string_view found)
+   : Exception(Orvo::join("position=", position, ": ", expected, " is expected, but ", found)), position_(position)
+{}
 
 ReinstantiatingException::ReinstantiatingException(
    Orvo::String const& module, Orvo::String const& attribute, Orvo::String const& existing, Orvo::String const& asked,
@@ -49,6 +54,11 @@ void throwNewEntityArgsException(
 {
    throw NewEntityArgsException(
       Orvo::join("an entity of type '", typeName, "' named '", entityName, "' cannot be made: ", reason));
+}
+
+void throwNewEntityArgsException(Orvo::String const& typeName, Orvo::String const& reason)
+{
+   throw NewEntityArgsException(Orvo::join("an object of type '", typeName, "' cannot be made: ", reason));
 }
 
 } // namespace Kro

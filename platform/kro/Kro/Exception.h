@@ -5,8 +5,10 @@
 #include <Orvo/String.h>
 
 #include <concepts>
+#include <cstddef>
 #include <exception>
 #include <string>
+#include <string_view>
 
 namespace Kro {
 
@@ -73,7 +75,22 @@ public:
    ~ModuleException() override;
 };
 
-/// An entity cannot be made with these arguments.
+/// A text that is not the text form of the value that is read from it.
+class KRO_EXPORT ParseException final : public Exception {
+public:
+   /// @param position where the reader stood, in bytes from the begin of the text
+   /// @param expected what should stand there, in words
+   /// @param found    what stands there instead, in words
+   ParseException(std::size_t position, std::string_view expected, std::string_view found);
+   ~ParseException() override;
+
+   std::size_t position() const noexcept { return position_; }
+
+private:
+   std::size_t position_;
+};
+
+/// An object cannot be made with these arguments.
 class KRO_EXPORT NewEntityArgsException final : public Exception {
 public:
    using Exception::Exception;
@@ -140,5 +157,8 @@ template <std::integral T>
 /// @throws NewEntityArgsException always: what was asked for, and what stands in the way
 [[noreturn]] KRO_EXPORT void
 throwNewEntityArgsException(Orvo::String const& typeName, Orvo::String const& entityName, Orvo::String const& reason);
+
+/// Like the one above, for an object that has no name yet.
+[[noreturn]] KRO_EXPORT void throwNewEntityArgsException(Orvo::String const& typeName, Orvo::String const& reason);
 
 } // namespace Kro

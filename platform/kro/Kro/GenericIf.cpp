@@ -1,32 +1,16 @@
 #include <Kro/GenericIf.h>
 
+#include <Kro/Cast.h>
 #include <Kro/Exception.h>
+#include <Kro/OverloadCall.h>
 
 #include <Orvo/Node.h>
 
 #include <algorithm>
-#include <array>
 #include <functional>
-#include <vector>
 
 namespace Kro {
 namespace {
-
-Orvo::String nameOf(TypeRef type)
-{
-   if (type.type == nullptr) {
-      return "nothing";
-   }
-   switch (type.form) {
-   case Form::ptr:
-      return Orvo::join("Orvo::Ptr<", type.type->name, ">");
-   case Form::raw:
-      return Orvo::join(type.type->name, "*");
-   case Form::plain:
-      break;
-   }
-   return type.type->name;
-}
 
 /// Whether an object of this type has exactly this attribute, its own or an inherited one.
 bool has(TypeRef object, KroAttr const& attr)
@@ -38,13 +22,6 @@ bool has(TypeRef object, KroAttr const& attr)
       type = type->base;
    }
    return type != nullptr;
-}
-
-bool hasTypes(Overload const& overload, std::span<GenericIf const> arguments)
-{
-   return std::equal(
-      overload.arguments.begin(), overload.arguments.end(), arguments.begin(), arguments.end(),
-      [](TypeRef wanted, GenericIf const& given) { return given.holds(wanted); });
 }
 
 // Apart, so that reading keeps no room for the texts.
@@ -90,6 +67,69 @@ void KroAttr::genericIfGet(GenericIf const& object, GenericIf const& out) const
    get(object.voidPtr(), out.voidPtr());
 }
 
+GenericIf GenericIf::pointee() const noexcept
+{
+   if (type_.form == Form::plain || slot_ == nullptr) {
+      return GenericIf(TypeRef{});
+   }
+   // An Orvo::Ptr<T> holds a T*.
+   auto* const entity = *static_cast<void**>(slot_);
+   return entity != nullptr ? ofNode(*type_.type->pointer.toNode(entity)) : GenericIf(TypeRef{});
+}
+
+GenericIf GenericIf::ofShown(TypeRef type, void const* slot) noexcept
+{
+   if (slot == nullptr || type.form == Form::plain) {
+      return GenericIf(type, const_cast<void*>(slot));
+   }
+   auto const* const node = *static_cast<Orvo::Node const* const*>(slot);
+   return node != nullptr ? ofNode(const_cast<Orvo::Node&>(*node)) : GenericIf(TypeRef{});
+}
+
+AccessResult GenericIf::findCollection(int number, KroAttr const*& attr) const noexcept
+{
+   attr = findAttr(number);
+   if (attr == nullptr) {
+      return noSuchAttribute;
+   }
+   bool const isStored = attr->collection != nullptr && attr->collection->visit != nullptr;
+   return isStored && slot_ != nullptr ? success : notAllowed;
+}
+
+AccessResult GenericIf::size(int number, std::size_t& size) const
+{
+   KroAttr const* attr = nullptr;
+   auto const result = findCollection(number, attr);
+   if (result == success) {
+      size = attr->collection->size(slot_);
+   }
+   return result;
+}
+
+void GenericIf::relatedTypeIs(TypeData const& wanted) const
+{
+   if (slot_ == nullptr || type_.form != Form::plain || type_.type == nullptr || !type_.type->isPolymorphic()) {
+      refuse({&wanted, Form::plain});
+   }
+   polymorphicCast(*type_.type, *static_cast<Orvo::Node*>(slot_), wanted);
+}
+
+bool GenericIf::isEqual(GenericIf const& other) const
+{
+   typeIs(other.type_);
+   other.typeIs(type_);
+   if (type_.form != Form::plain) {
+      return *static_cast<void**>(slot_) == *static_cast<void**>(other.slot_);
+   }
+   if (type_.type->isPolymorphic()) {
+      return slot_ == other.slot_;
+   }
+   if (type_.type->ops.equal == nullptr) {
+      throw TypeException(Orvo::join("values of type '", nameOf(type_), "' cannot be compared"));
+   }
+   return type_.type->ops.equal(slot_, other.slot_);
+}
+
 std::uint64_t GenericIf::hash() const
 {
    if (type_.type == nullptr || type_.form != Form::plain || slot_ == nullptr) {
@@ -104,20 +144,14 @@ std::uint64_t GenericIf::hash() const
 AccessResult GenericIf::callOne(
    std::span<Overload const> overloads, std::span<GenericIf const> arguments, GenericIf const& result) const
 {
-   auto const overload =
-      std::find_if(overloads.begin(), overloads.end(), [&](Overload const& one) { return hasTypes(one, arguments); });
-   if (overload == overloads.end()) {
+   auto const* overload = Detail::findOverload(overloads, arguments);
+   if (overload == nullptr) {
       return notAllowed;
    }
    if (result.slot_ != nullptr) {
       result.typeIs(overload->result);
    }
-   constexpr std::size_t usual = 8;
-   std::array<void*, usual> few{};
-   std::vector<void*> many(arguments.size() > usual ? arguments.size() : 0);
-   void** const slots = many.empty() ? few.data() : many.data();
-   std::transform(arguments.begin(), arguments.end(), slots, [](GenericIf const& one) { return one.slot_; });
-   overload->call(slot_, slots, result.slot_);
+   Detail::callOverload(*overload, slot_, arguments, result.slot_);
    return success;
 }
 
@@ -150,6 +184,11 @@ AccessResult GenericIf::mutate(
       return notAllowed;
    }
    return callOne(attr->collection->*role, arguments, result);
+}
+
+AccessResult GenericIf::collectionIs(int number, std::span<GenericIf const> arguments, GenericIf const& result) const
+{
+   return mutate(number, &CollectionOps::is, arguments, result);
 }
 
 AccessResult GenericIf::collectionIs(int number, std::span<GenericIf const> arguments) const

@@ -4,6 +4,8 @@
 #include <Kro/ObjectAddress.h>
 #include <Kro/TypeOf.h>
 
+#include <concepts>
+#include <cstddef>
 #include <span>
 
 namespace Orvo {
@@ -40,6 +42,10 @@ public:
    void* voidPtr() const noexcept { return slot_; }
 
    TypeRef type() const noexcept { return type_; }
+
+   /// @return the interface of the entity that a pointer slot points to, by the entity's own type; bound to nothing when the
+   ///         pointer is null, or this is no pointer slot
+   GenericIf pointee() const noexcept;
 
    /// @return whether it is bound to a slot of exactly this type
    bool holds(TypeRef wanted) const noexcept { return type_ == wanted && slot_ != nullptr; }
@@ -90,21 +96,45 @@ public:
 
    /// Creates or replaces, removes by key, empties: the owner's own mutators, with their arguments. `notAllowed`: the
    /// attribute is no collection, or has no mutator with these arguments.
+   AccessResult collectionIs(int number, std::span<GenericIf const> arguments, GenericIf const& result) const;
    AccessResult collectionIs(int number, std::span<GenericIf const> arguments) const;
    AccessResult collectionDel(int number, std::span<GenericIf const> arguments, GenericIf const& result) const;
    AccessResult collectionDelAll(int number) const;
+
+   /// @param size the number of elements; unchanged unless `success` is returned
+   AccessResult size(int number, std::size_t& size) const;
+
+   /// Walks a collection in its order. `see(key, element)` gets the interface of each key and element and returns whether to go
+   /// on; an entity is shown by its own type, the element of a set is bound to nothing. The walk survives changes that `see`
+   /// makes.
+   template <class See>
+   AccessResult visit(int number, See&& see) const;
+
+   /// Shows the element under a key to `see(element)`, if there is one.
+   template <class See>
+   AccessResult find(int number, GenericIf const& key, See&& see) const;
+
+   /// @return whether two values are equal, or two entities the same one
+   /// @throws TypeException when the slots are of different types, or bound to nothing; or when there is no equality
+   bool isEqual(GenericIf const& other) const;
 
    /// @return the hash of the value in the slot, consistent with equality
    /// @throws UnhashableException when its type has none; TypeException when the slot is a pointer, or bound to nothing
    std::uint64_t hash() const;
 
-   /// @return the slot as a T
-   /// @throws TypeException when it is of another type, or bound to nothing
-   template <class Slot>
-   Slot& as() const
+   /// @return the slot as a T; an entity also as a type that its own type inherits from
+   /// @throws TypeException when it is of an unrelated type, or bound to nothing
+   template <class T>
+   T& as() const
    {
-      typeIs(typeRefOf<Slot>());
-      return Detail::objectOf<Slot>(slot_);
+      if constexpr (std::derived_from<T, Orvo::Node>) {
+         if (!holds(typeRefOf<T>())) {
+            relatedTypeIs(*typeOf<T>());
+         }
+      } else {
+         typeIs(typeRefOf<T>());
+      }
+      return Detail::objectOf<T>(slot_);
    }
 
 private:
@@ -117,6 +147,14 @@ private:
                 : nullptr;
    }
 
+   /// What a visitor shows: an entity by its own type.
+   static GenericIf ofShown(TypeRef type, void const* slot) noexcept;
+
+   AccessResult findCollection(int number, KroAttr const*& attr) const noexcept;
+
+   /// @throws TypeException unless it is bound to an entity that inherits from the type
+   void relatedTypeIs(TypeData const& wanted) const;
+
    [[noreturn]] void refuse(TypeRef wanted) const;
    AccessResult mutate(
       int number, std::span<Overload const> CollectionOps::*role, std::span<GenericIf const> arguments,
@@ -127,6 +165,56 @@ private:
    TypeRef type_;
    void* slot_;
 };
+
+template <class See>
+AccessResult GenericIf::visit(int number, See&& see) const
+{
+   KroAttr const* attr = nullptr;
+   auto const result = findCollection(number, attr);
+   if (result != success) {
+      return result;
+   }
+
+   struct Walk {
+      See& see;
+      KroAttr const& attr;
+   } walk{see, *attr};
+
+   attr->collection->visit(
+      slot_,
+      [](void* context, void const* key, void const* element) {
+         auto const& at = *static_cast<Walk*>(context);
+         return at.see(ofShown(at.attr.collection->key, key), ofShown(at.attr.type, element));
+      },
+      &walk);
+   return success;
+}
+
+template <class See>
+AccessResult GenericIf::find(int number, GenericIf const& key, See&& see) const
+{
+   KroAttr const* attr = nullptr;
+   auto const result = findCollection(number, attr);
+   if (result != success) {
+      return result;
+   }
+   key.typeIs(attr->collection->key);
+
+   struct Found {
+      See& see;
+      KroAttr const& attr;
+   } found{see, *attr};
+
+   attr->collection->find(
+      slot_, key.slot_,
+      [](void* context, void const*, void const* element) {
+         auto const& at = *static_cast<Found*>(context);
+         at.see(ofShown(at.attr.type, element));
+         return false;
+      },
+      &found);
+   return success;
+}
 
 /// The framework's own errors of the generic interface.
 struct KRO_EXPORT GenericIfImpl {

@@ -82,6 +82,22 @@ std::uint16_t KroType::index() const
    return static_cast<std::uint16_t>(module->firstIndex + (at - module->types.begin()));
 }
 
+Orvo::String nameOf(TypeRef type)
+{
+   if (type.type == nullptr) {
+      return "nothing";
+   }
+   switch (type.form) {
+   case Form::ptr:
+      return Orvo::join("Orvo::Ptr<", type.type->name, ">");
+   case Form::raw:
+      return Orvo::join(type.type->name, "*");
+   case Form::plain:
+      break;
+   }
+   return type.type->name;
+}
+
 KroType const& fwkType(Orvo::Node const& node) noexcept
 {
    // Every record is defined as a KroType.

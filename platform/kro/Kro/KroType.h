@@ -51,6 +51,9 @@ struct KRO_EXPORT KroType final : KroTypeBase {
    std::uint16_t index() const;
 };
 
+/// @return the type of a slot, in words: "text", "Kro::Dir*", "Orvo::Ptr<Kro::Dir>"; "nothing" for none
+KRO_EXPORT Orvo::String nameOf(TypeRef type);
+
 /// @return the type of a live node
 KRO_EXPORT KroType const& fwkType(Orvo::Node const& node) noexcept;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kro/RecordGlue.h>
 #include <Kro/TableGlue.h>
 
 #include <algorithm>
@@ -149,95 +150,6 @@ consteval auto table(Entry const&... entry)
    return Table<T, Base, Entry...>(entry...);
 }
 
-namespace Detail {
-
-/// What is generated from the table of a Declaration.
-template <class T, class Declaration, class TableType>
-struct Glue;
-
-template <class T, class Declaration, class Base, class... Entry>
-struct Glue<T, Declaration, Table<T, Base, Entry...>> {
-   using BaseType = Base;
-   static constexpr auto const& table = Declaration::table;
-
-   static KroAttr const* byName(std::string_view name) noexcept
-   {
-      KroAttr const* found = nullptr;
-      [&]<std::size_t... I>(std::index_sequence<I...>)
-      {
-         static_cast<void>(((isNamed<I>(name) && (found = &table.attrs[I], true)) || ...));
-      }
-      (std::index_sequence_for<Entry...>());
-      return found;
-   }
-
-   /// Values first, then collections, each in table order.
-   static bool equal(T const& a, T const& b)
-   {
-      if (&a == &b) {
-         return true;
-      }
-      return [&]<std::size_t... I>(std::index_sequence<I...>)
-      {
-         return (same<Kind::value, Entry, I>(a, b) && ...) && (same<Kind::collection, Entry, I>(a, b) && ...);
-      }
-      (std::index_sequence_for<Entry...>());
-   }
-
-   static bool equalErased(void const* a, void const* b)
-   {
-      return equal(*static_cast<T const*>(a), *static_cast<T const*>(b));
-   }
-
-   static void assignErased(void* to, void const* from) { *static_cast<T*>(to) = *static_cast<T const*>(from); }
-
-   static std::uint64_t hashErased(void const* value) { return static_cast<T const*>(value)->hash(); }
-
-   static Orvo::Ptr<Entity> make(Orvo::String const& name) { return Orvo::make<T>(name); }
-
-   static constexpr TypeData record(std::string_view name, KroModule const* module, TypeKind kind)
-   {
-      TypeData data;
-      data.name = name;
-      data.module = module;
-      if constexpr (!std::is_void_v<Base>) {
-         data.base = typeOf<Base>();
-      }
-      data.kind = kind;
-      data.size = sizeof(T);
-      data.attrs = table.attrs;
-      data.byNumber = table.byNumber;
-      data.firstNumber = table.first;
-      data.byName = byName;
-      return data;
-   }
-
-private:
-   /// Length and characters are constants: a few compares, no call.
-   template <std::size_t I>
-   static bool isNamed(std::string_view name) noexcept
-   {
-      constexpr std::string_view own = table.attrs[I].name;
-      return name.size() == own.size() && std::char_traits<char>::compare(name.data(), own.data(), own.size()) == 0;
-   }
-
-   /// Attributes of another kind, and those not compared, need no `==`.
-   template <Kind kind, class One, std::size_t I>
-   static bool same(T const& a, T const& b)
-   {
-      if constexpr (One::kind != kind || (table.attrs[I].flags & notCompared) != 0) {
-         return true;
-      } else {
-         return One::same(a, b);
-      }
-   }
-};
-
-template <class T, class Declaration>
-using GlueOf = Glue<T, Declaration, std::remove_cvref_t<decltype(Declaration::table)>>;
-
-} // namespace Detail
-
 /// Equality of two values by their table: same object, else values, else collections, each in table order.
 template <class T, class Declaration>
 bool equal(T const& a, T const& b)
@@ -245,23 +157,44 @@ bool equal(T const& a, T const& b)
    return Detail::GlueOf<T, Declaration>::equal(a, b);
 }
 
-/// The record of a value type: copied, compared and printed by its table; hashable when T has `hash()`.
+/// Reads the text form of a T by its table, attribute by attribute, and to the end of the range: the body of the text
+/// constructor. Attributes have to be data members.
+///
+/// @throws ParseException, after which attributes that came before hold what was read.
+/// Ends the process when T has collections: "No String constructor for <name of T> - has collection".
 template <class T, class Declaration>
+void readByTable(CharRange& text, T& value)
+{
+   Detail::GlueOf<T, Declaration>::read(text, value);
+}
+
+/// A constructor of T that reflection can call, by its parameters: an argument of `valueType` and `entityType`. Without any,
+/// it is the one whose parameters are the attributes marked `ctorArg`, in table order; without such attributes the
+/// default constructor, or, for an entity type, the one from a name.
+template <class... Argument>
+using constructor = Detail::Constructor<Argument...>;
+
+/// A function that makes an entity, in the place of a constructor.
+template <auto f>
+using constructorFunction = Detail::ConstructorFunction<f>;
+
+/// The record of a value type: copied, compared, printed and read by its table; hashable when T has `hash()`. T's own text
+/// constructor, `explicit T(Kro::CharRange&)`, is used for reading if it has one.
+template <class T, class Declaration, class... Constructor>
 consteval KroType valueType(std::string_view name, KroModule const* module)
 {
    using Glue = Detail::GlueOf<T, Declaration>;
    static_assert(std::is_void_v<typename Glue::BaseType>, "a value type inherits no attributes");
    auto data = Glue::record(name, module, TypeKind::value);
+   data.ops = Detail::valueOps<T>();
    data.ops.equal = Glue::equalErased;
-   data.ops.assign = Glue::assignErased;
-   if constexpr (requires(T const& value) { value.hash(); }) {
-      data.ops.hash = Glue::hashErased;
-   }
+   data.ops.read = Glue::reader();
+   data.constructors = Glue::template constructors<Constructor...>();
    return KroType(data);
 }
 
-/// The record of a value type that has no attributes, a function pointer for instance. Where T cannot carry its record,
-/// `TypeRecord<T>` names it.
+/// The record of a value type that has no attributes and no text, a function pointer for instance. Where T cannot carry its
+/// record, `TypeRecord<T>` names it.
 template <class T>
 consteval KroType plainType(std::string_view name, KroModule const* module)
 {
@@ -270,8 +203,9 @@ consteval KroType plainType(std::string_view name, KroModule const* module)
    data.module = module;
    data.kind = TypeKind::value;
    data.size = sizeof(T);
+   data.alignment = alignof(T);
+   data.ops = Detail::valueOps<T>();
    data.ops.equal = [](void const* a, void const* b) { return *static_cast<T const*>(a) == *static_cast<T const*>(b); };
-   data.ops.assign = [](void* to, void const* from) { *static_cast<T*>(to) = *static_cast<T const*>(from); };
    return KroType(data);
 }
 
@@ -283,14 +217,16 @@ consteval KroType entryType(std::string_view name, KroModule const* module)
 }
 
 /// The record of an entity type. One that is a Kro::Entity and constructible from a name can be created in a directory.
-template <class T, class Declaration>
+template <class T, class Declaration, class... Constructor>
 consteval KroType entityType(std::string_view name, KroModule const* module)
 {
    using Glue = Detail::GlueOf<T, Declaration>;
    static_assert(std::derived_from<T, Orvo::Node>, "an entity type is a reference-counted node");
    auto data = Glue::record(name, module, TypeKind::entity);
-   if constexpr (std::is_constructible_v<T, Orvo::String const&> && std::derived_from<T, Entity>) {
-      data.make = Glue::make;
+   data.pointer = Detail::pointerOps<T>;
+   data.constructors = Glue::template constructors<Constructor...>();
+   if constexpr (Detail::isNamed<T>) {
+      data.make = [](Orvo::String const& entityName) -> Orvo::Ptr<Entity> { return Orvo::make<T>(entityName); };
    }
    return KroType(data);
 }

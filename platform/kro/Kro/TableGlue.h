@@ -66,8 +66,31 @@ struct EntryBase {
    }
 };
 
+/// The type of the value that a data member holds or a getter gives.
+template <auto member, bool isData = std::is_member_object_pointer_v<decltype(member)>>
+struct ValueOf {
+   using Type = std::remove_const_t<typename MemberOf<decltype(member)>::Value>;
+};
+
+template <auto member>
+struct ValueOf<member, false> {
+   using Type = std::remove_cvref_t<typename Signature<decltype(member)>::Result>;
+};
+
 template <std::int16_t N, auto member>
 struct ValueEntry : EntryBase<N, Kind::value> {
+   static constexpr auto data = member;
+   using Value = typename ValueOf<member>::Type;
+
+   /// Whether reading from text can put a value there: into a data member, of a type that has a text form.
+   static constexpr bool isReadable = [] {
+      if constexpr (std::is_member_object_pointer_v<decltype(member)>) {
+         return std::is_same_v<Value, typename MemberOf<decltype(member)>::Value> && HasRecord<Value>;
+      } else {
+         return false;
+      }
+   }();
+
    std::string_view name;
    std::uint8_t flags;
 
@@ -88,16 +111,13 @@ struct ValueEntry : EntryBase<N, Kind::value> {
    {
       KroAttr attr{N, Kind::value, flags, name};
       if constexpr (std::is_member_object_pointer_v<decltype(member)>) {
-         using Value = typename MemberOf<decltype(member)>::Value;
          attr.type = typeRefOf<Value>();
          attr.size = sizeof(Value);
-         attr.get = [](void const* object, void* out) {
-            *static_cast<std::remove_const_t<Value>*>(out) = objectOf<T>(object).*member;
-         };
+         attr.get = [](void const* object, void* out) { *static_cast<Value*>(out) = objectOf<T>(object).*member; };
          attr.show = [](void const* object, Visitor visitor, void* context) {
             visitor(context, nullptr, Shown(objectOf<T>(object).*member).slot());
          };
-         if constexpr (std::is_const_v<Value>) {
+         if constexpr (std::is_const_v<typename MemberOf<decltype(member)>::Value>) {
             attr.flags |= readOnly;
          } else {
             if ((flags & readOnly) == 0) {
@@ -107,7 +127,6 @@ struct ValueEntry : EntryBase<N, Kind::value> {
             }
          }
       } else {
-         using Value = std::remove_cvref_t<typename Signature<decltype(member)>::Result>;
          attr.flags |= readOnly;
          attr.type = typeRefOf<Value>();
          // A getter that creates on first use is a member of a modifiable object.

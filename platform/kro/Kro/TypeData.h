@@ -11,8 +11,13 @@
 #include <string>
 #include <string_view>
 
+namespace Orvo {
+class Node;
+}
+
 namespace Kro {
 
+class CharRange;
 class Entity;
 struct KroAttr;
 struct KroModule;
@@ -33,7 +38,7 @@ enum AttributeFlags : std::uint8_t {
    none = 0,
    readOnly = 1,    ///< cannot be written by reflection
    notCompared = 2, ///< takes no part in equality
-   ctorArg = 4      ///< fixed by the constructor
+   ctorArg = 4      ///< an argument of the constructor, which takes them in the order of the table
 };
 
 /// Results of reflective access by number.
@@ -64,6 +69,13 @@ struct ValueOps {
    void (*assign)(void* to, void const* from);
    std::uint64_t (*hash)(void const* value);
    void (*appendText)(std::string& text, void const* value); ///< leaf types alone; others print by their table
+   /// Makes a value in the room at `to` from what stands at the begin of the range, and advances past it; a value type
+   /// has to consume the range completely. Null when it could; else what was expected instead, the range stands
+   /// there, and there is no value. A value type's reader throws ParseException itself.
+   char const* (*read)(void* to, CharRange& text);
+   void (*init)(void* to);                   ///< makes a default value in the room at `to`
+   void (*copy)(void* to, void const* from); ///< makes a copy in the room at `to`
+   void (*destroy)(void* value);             ///< ends a value that `read`, `init`, `copy` or a constructor made
 };
 
 /// One callable signature behind an attribute number.
@@ -119,6 +131,12 @@ struct KroAttr {
    KRO_EXPORT void genericIfGet(class GenericIf const& object, class GenericIf const& out) const;
 };
 
+/// What can be done with a pointer to an entity without knowing its type.
+struct PointerOps {
+   Orvo::Node* (*toNode)(void* entity); ///< from the address of a T to that of its Orvo::Node
+   void* (*fromNode)(Orvo::Node* node); ///< back; the node must be a T
+};
+
 enum class TypeKind : std::uint8_t {
    leaf,  ///< number, text, flag: no attributes
    value, ///< copied, compared, printed
@@ -135,12 +153,20 @@ struct TypeData {
    TypeData const* base = nullptr; ///< whose attributes are inherited; null: none
    TypeKind kind = TypeKind::leaf;
    std::uint32_t size = 0;                 ///< of an object, in bytes
+   std::uint32_t alignment = 0;            ///< of an object, in bytes
    std::span<KroAttr const> attrs;         ///< its own, in the order of declaration, numbers ascending
    std::span<std::uint8_t const> byNumber; ///< position in `attrs` of number firstNumber + i, or 0xff; empty: search
    std::int16_t firstNumber = 0;
    KroAttr const* (*byName)(std::string_view name) noexcept = nullptr; ///< among its own
    ValueOps ops{};
+   PointerOps pointer{}; ///< of entity types
+   /// How an object is made from arguments. The result of a value type is made in the room that `call` is given; the
+   /// result of an entity type is an Orvo::Ptr, which must exist.
+   std::span<Overload const> constructors;
    Orvo::Ptr<Entity> (*make)(Orvo::String const& name) = nullptr; ///< null: cannot be made from a name alone
+
+   /// @return whether objects can be used as objects of a base type: entity types alone
+   constexpr bool isPolymorphic() const noexcept { return kind == TypeKind::entity; }
 };
 
 } // namespace Kro

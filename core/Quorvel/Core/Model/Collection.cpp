@@ -45,8 +45,12 @@ struct Collection::Declaration {
    // clang-format on
 };
 
-constinit Kro::KroType const Collection::kroType = Kro::entityType<Collection, Collection::Declaration>(
-   "Quorvel::Core::Memory::Control::Collection", &_Collection_d95037a923a29d5_kroModule);
+constinit Kro::KroType const Collection::kroType =
+   Kro::entityType<Collection, Collection::Declaration, Kro::constructor<Offsetter>>(
+      "Quorvel::Core::Memory::Control::Collection", &_Collection_d95037a923a29d5_kroModule);
+
+constinit Kro::KroType const offsetterType =
+   Kro::plainType<Offsetter>("Quorvel::Core::Memory::Control::Offsetter", &_Collection_d95037a923a29d5_kroModule);
 
 } // namespace Quorvel::Core::Memory::Control
 
@@ -56,10 +60,8 @@ namespace Control = Quorvel::Core::Memory::Control;
 
 constexpr Kro::KroType const* types[] = {&Control::Detail::Attribute::kroType, &Control::Collection::kroType};
 
-constinit Kro::KroType const offsetter = Kro::plainType<Control::Offsetter>(
-   "Quorvel::Core::Memory::Control::Offsetter", &_Collection_d95037a923a29d5_kroModule);
 constexpr Kro::KroType const* refersTo[] = {
-   &offsetter, &Control::Detail::Group::kroType, &Control::Detail::Chunk::kroType};
+   &Control::offsetterType, &Control::Detail::Group::kroType, &Control::Detail::Chunk::kroType};
 
 } // namespace
 

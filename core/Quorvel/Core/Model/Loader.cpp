@@ -18,6 +18,11 @@ struct Pimpl::Declaration {
 constinit Kro::KroType const Pimpl::kroType =
    Kro::valueType<Pimpl, Pimpl::Declaration>("Quorvel::Core::Loader::Pimpl", &_Loader_65b35f617e5fa89d_kroModule);
 
+Pimpl::Pimpl(Kro::CharRange& text)
+{
+   Kro::readByTable<Pimpl, Pimpl::Declaration>(text, *this);
+}
+
 bool Pimpl::isEq(void const* a, void const* b)
 {
    return *static_cast<Pimpl const*>(a) == *static_cast<Pimpl const*>(b);

@@ -21,8 +21,9 @@ struct Manager::Declaration {
    // clang-format on
 };
 
-constinit Kro::KroType const Manager::kroType = Kro::entityType<Manager, Manager::Declaration>(
-   "Quorvel::Core::Memory::Entity::Manager", &_Manager_3f1d6af35e273bc_kroModule);
+constinit Kro::KroType const Manager::kroType =
+   Kro::entityType<Manager, Manager::Declaration, Kro::constructorFunction<&Manager::ManagerIs>>(
+      "Quorvel::Core::Memory::Entity::Manager", &_Manager_3f1d6af35e273bc_kroModule);
 
 } // namespace Quorvel::Core::Memory::Entity
 

@@ -25,6 +25,11 @@ struct Chunk::Declaration {
 constinit Kro::KroType const Chunk::kroType = Kro::valueType<Chunk, Chunk::Declaration>(
    "Quorvel::Core::Memory::Info::Detail::Chunk", &_Mount_9f87669e06341142_kroModule);
 
+Chunk::Chunk(Kro::CharRange& text)
+{
+   Kro::readByTable<Chunk, Chunk::Declaration>(text, *this);
+}
+
 bool operator==(Chunk const& a, Chunk const& b)
 {
    return Kro::equal<Chunk, Chunk::Declaration>(a, b);
@@ -48,14 +53,19 @@ struct Group::Declaration {
       Kro::collection<3, &Group::chunkInternal_, Kro::is<&Group::chunkInternalIs>,
          Kro::del<Kro::overload<int>(&Group::chunkInternalDel)>,
          Kro::delAll<&Group::chunkInternalDelAll>>("chunkInternal"),
-      Kro::value<4, &Group::id_>("id", Kro::readOnly),
-      Kro::value<5, &Group::head_>("head", Kro::readOnly),
-      Kro::value<6, &Group::size_>("size", Kro::readOnly));
+      Kro::value<4, &Group::id_>("id", Kro::readOnly | Kro::ctorArg),
+      Kro::value<5, &Group::head_>("head", Kro::readOnly | Kro::ctorArg),
+      Kro::value<6, &Group::size_>("size", Kro::readOnly | Kro::ctorArg));
    // clang-format on
 };
 
 constinit Kro::KroType const Group::kroType = Kro::valueType<Group, Group::Declaration>(
    "Quorvel::Core::Memory::Info::Detail::Group", &_Mount_9f87669e06341142_kroModule);
+
+Group::Group(Kro::CharRange& text) : Group(0, 0, 0)
+{
+   Kro::readByTable<Group, Group::Declaration>(text, *this);
+}
 
 bool operator==(Group const& a, Group const& b)
 {
@@ -82,7 +92,7 @@ struct Collection::Declaration {
          Kro::delAll<&Collection::groupDelAll>>("group"),
       Kro::collection<3, &Collection::nameAttribute_, Kro::is<&Collection::nameAttributeIs>,
          Kro::del<&Collection::nameAttributeDel>, Kro::delAll<&Collection::nameAttributeDelAll>>("nameAttribute"),
-      Kro::value<4, &Collection::name_>("name", Kro::readOnly),
+      Kro::value<4, &Collection::name_>("name", Kro::readOnly | Kro::ctorArg),
       Kro::operation<5, Kro::overload<std::uint32_t, std::uint32_t, std::uint32_t>(&Collection::addGroup),
          Kro::overload<std::uint32_t, std::uint32_t>(&Collection::addGroup)>("addGroup"),
       Kro::operation<6, &Collection::addNameAttribute>("addNameAttribute"),
@@ -92,6 +102,11 @@ struct Collection::Declaration {
 
 constinit Kro::KroType const Collection::kroType = Kro::valueType<Collection, Collection::Declaration>(
    "Quorvel::Core::Memory::Info::Collection", &_Mount_9f87669e06341142_kroModule);
+
+Collection::Collection(Kro::CharRange& text) : Collection("")
+{
+   Kro::readByTable<Collection, Collection::Declaration>(text, *this);
+}
 
 bool operator==(Collection const& a, Collection const& b)
 {
@@ -116,8 +131,8 @@ struct Mount::Declaration {
       Kro::collection<3, &Mount::collectionInternal_, Kro::is<&Mount::collectionInternalIs>,
          Kro::del<Kro::overload<int>(&Mount::collectionInternalDel)>,
          Kro::delAll<&Mount::collectionInternalDelAll>>("collectionInternal"),
-      Kro::value<5, &Mount::path_>("path", Kro::readOnly),
-      Kro::value<6, &Mount::type_>("type", Kro::readOnly),
+      Kro::value<5, &Mount::path_>("path", Kro::readOnly | Kro::ctorArg),
+      Kro::value<6, &Mount::type_>("type", Kro::readOnly | Kro::ctorArg),
       Kro::value<7, &Mount::isZeroedMemoryOnMounting_>("isZeroedMemoryOnMounting", Kro::notCompared),
       Kro::reactor<8, &Mount::handleCollection>("handleCollection"));
    // clang-format on
@@ -125,6 +140,11 @@ struct Mount::Declaration {
 
 constinit Kro::KroType const Mount::kroType =
    Kro::valueType<Mount, Mount::Declaration>("Quorvel::Core::Memory::Info::Mount", &_Mount_9f87669e06341142_kroModule);
+
+Mount::Mount(Kro::CharRange& text) : Mount("", "")
+{
+   Kro::readByTable<Mount, Mount::Declaration>(text, *this);
+}
 
 bool operator==(Mount const& a, Mount const& b)
 {

@@ -13,8 +13,8 @@ constinit Kro::AllocTrackTypeInfo Card::memAllocationTracker_{sizeof(Card), "Tes
 
 struct Lane::Declaration {
    // clang-format off: a row for each attribute
-   static constexpr auto table =
-      Kro::table<Lane>(Kro::value<-2, &Lane::key>("id", Kro::ctorArg), Kro::value<130, &Lane::speed_>("speed"));
+   static constexpr auto table = Kro::table<Lane>(
+      Kro::value<-2, &Lane::key>("id", Kro::ctorArg), Kro::value<130, &Lane::speed_>("speed", Kro::ctorArg));
    // clang-format on
 };
 
@@ -70,7 +70,8 @@ struct Card::Declaration {
    // clang-format on
 };
 
-constinit Kro::KroType const Card::kroType = Kro::entityType<Card, Card::Declaration>("Test::Card", &testModule);
+constinit Kro::KroType const Card::kroType =
+   Kro::entityType<Card, Card::Declaration, Kro::constructor<Orvo::String>>("Test::Card", &testModule);
 
 struct FastCard::Declaration {
    // clang-format off: a row for each attribute

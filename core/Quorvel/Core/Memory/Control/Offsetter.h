@@ -1,5 +1,9 @@
 #pragma once
 
+#include <Quorvel/Core/Export.h>
+
+#include <Kro/TypeOf.h>
+
 #include <cstdint>
 
 namespace Quorvel::Core::Memory::Control {
@@ -10,4 +14,12 @@ namespace Quorvel::Core::Memory::Control {
 /// offset in bytes. It must not throw. Null means the dense layout: (index - head) * size.
 using Offsetter = std::uint32_t (*)(std::uint32_t head, std::uint32_t index, std::uint32_t size);
 
+/// The record of the type: a value without attributes.
+extern QUORVEL_CORE_EXPORT Kro::KroType const offsetterType;
+
 } // namespace Quorvel::Core::Memory::Control
+
+template <>
+struct Kro::TypeRecord<Quorvel::Core::Memory::Control::Offsetter> {
+   static constexpr KroType const* type = &Quorvel::Core::Memory::Control::offsetterType;
+};

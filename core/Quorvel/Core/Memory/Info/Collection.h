@@ -34,6 +34,9 @@ public:
    /// @param name the name of a collection attribute of the type that will be mounted
    explicit Collection(Orvo::String const& name) : name_(name) {}
 
+   /// Cannot be read from text: ends the process with "No String constructor for Collection - has collection".
+   explicit Collection(Kro::CharRange& text);
+
    Orvo::String const& name() const noexcept { return name_; }
 
    /// Declares a field of the entries.

@@ -40,6 +40,9 @@ public:
    /// @param type name of a registered entity type
    Mount(Orvo::String const& path, Orvo::String const& type) : path_(path), type_(type) {}
 
+   /// Cannot be read from text: ends the process with "No String constructor for Mount - has collection".
+   explicit Mount(Kro::CharRange& text);
+
    Orvo::String const& path() const noexcept { return path_; }
 
    Orvo::String const& type() const noexcept { return type_; }

@@ -2,6 +2,7 @@
 
 #include <Quorvel/Core/Export.h>
 
+#include <Kro/CharRange.h>
 #include <Kro/KroType.h>
 #include <Orvo/String.h>
 
@@ -16,6 +17,10 @@ namespace Quorvel::Core::Memory::Info::Detail {
 class QUORVEL_CORE_EXPORT Chunk {
 public:
    Chunk() = default;
+
+   /// Reads the text form, all of which must be used up.
+   /// @throws Kro::ParseException saying where, and what was expected
+   explicit Chunk(Kro::CharRange& text);
 
    /// The name attribute (a field of the entries) that this chunk backs; its key in its group.
    Orvo::String const& nameAttribute() const noexcept { return nameAttribute_; }

@@ -38,6 +38,9 @@ public:
    /// @param size number of entries
    Group(std::uint32_t id, std::uint32_t head, std::uint32_t size) : id_(id), head_(head), size_(size) {}
 
+   /// Cannot be read from text: ends the process with "No String constructor for Group - has collection".
+   explicit Group(Kro::CharRange& text);
+
    std::uint32_t id() const noexcept { return id_; }
 
    std::uint32_t head() const noexcept { return head_; }
