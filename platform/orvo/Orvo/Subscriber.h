@@ -3,8 +3,7 @@
 #include <Orvo/Change.h>
 #include <Orvo/Export.h>
 
-#include <boost/intrusive/list_hook.hpp>
-
+#include <cstdint>
 #include <functional>
 #include <utility>
 
@@ -33,10 +32,10 @@ public:
 private:
    friend class Publisher;
 
-   using Hook = boost::intrusive::list_member_hook<boost::intrusive::link_mode<boost::intrusive::normal_link>>;
-
-   Hook hook_; // in the publisher's list
+   Subscriber* next_ = nullptr; // in the publisher's list
+   Subscriber* previous_ = nullptr;
    Publisher* publisher_ = nullptr;
+   std::uint64_t since_ = 0; // when it subscribed, in the publishers' time
 };
 
 /// Hands each change to a function. The function may destroy its own subscriber, if it uses none of its captures after.

@@ -50,6 +50,30 @@ void compareEqual(benchmark::State& state)
    }
 }
 
+// Of a text that exists, as a hash collection asks for it at each search.
+template <class String>
+void hash(benchmark::State& state)
+{
+   String const source(text(state));
+   for (auto _ : state) {
+      auto const* address = &source;
+      benchmark::DoNotOptimize(address);
+      benchmark::DoNotOptimize(std::hash<String>()(*address));
+   }
+}
+
+template <class String>
+void compareOrder(benchmark::State& state)
+{
+   String const left(text(state));
+   String const right(text(state));
+   for (auto _ : state) {
+      auto const* leftAddress = &left;
+      benchmark::DoNotOptimize(leftAddress);
+      benchmark::DoNotOptimize(*leftAddress < right);
+   }
+}
+
 void hashText(benchmark::State& state)
 {
    auto const source = text(state);
@@ -98,6 +122,10 @@ BENCHMARK(make<std::string>)->Arg(12)->Arg(40);
 BENCHMARK(make<Orvo::String>)->Arg(12)->Arg(40);
 BENCHMARK(compareEqual<std::string>)->Arg(12)->Arg(40);
 BENCHMARK(compareEqual<Orvo::String>)->Arg(12)->Arg(40);
+BENCHMARK(compareOrder<std::string>)->Arg(12)->Arg(40);
+BENCHMARK(compareOrder<Orvo::String>)->Arg(12)->Arg(40);
+BENCHMARK(hash<std::string>)->Arg(12)->Arg(40);
+BENCHMARK(hash<Orvo::String>)->Arg(12)->Arg(40);
 BENCHMARK(hashTextStandard)->Arg(12)->Arg(40);
 BENCHMARK(hashText)->Arg(12)->Arg(40);
 BENCHMARK(joinMessageStandard);

@@ -167,6 +167,40 @@ TEST(Node, keepsOtherFlagsOutOfTheDecisionToDelete)
    EXPECT_EQ(destructions, 1);
 }
 
+TEST(Node, withTheFlagSetAgainIsDestroyedByItsLastReference)
+{
+   int destructions = 0;
+   auto* const sut = new TestNode(&destructions);
+   sut->nodeFlagSet(Node::flagDeleteOnLastUser, false);
+   sut->nodeFlagSet(Node::flagDeleteOnLastUser, false);
+   sut->nodeFlagSet(Node::flagDeleteOnLastUser, true);
+   sut->nodeFlagSet(Node::flagDeleteOnLastUser, true);
+   EXPECT_FALSE(sut->isBeingDestroyed());
+   EXPECT_EQ(sut->useCount(), 1u);
+
+   sut->referenceDrop();
+
+   EXPECT_EQ(destructions, 1);
+}
+
+TEST(Node, isDestroyedWithManyReferencesOnlyByTheLastOfThem)
+{
+   int destructions = 0;
+   auto* const sut = new TestNode(&destructions);
+   for (int i = 0; i < 100'000; ++i) {
+      sut->referenceTake();
+   }
+   EXPECT_EQ(sut->useCount(), 100'001u);
+
+   for (int i = 0; i < 100'000; ++i) {
+      sut->referenceDrop();
+   }
+   EXPECT_EQ(destructions, 0);
+   sut->referenceDrop();
+
+   EXPECT_EQ(destructions, 1);
+}
+
 TEST(Node, keepsTheOrderOfItsVirtualFunctions)
 {
    // The address of a virtual function, in the Itanium ABI: one plus its offset in the table.

@@ -2,7 +2,9 @@
 
 #include <Orvo/Ptr.h>
 
+#include <cstdlib>
 #include <memory>
+#include <stdexcept>
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
@@ -30,6 +32,29 @@ struct Derived : TestNode {
    int value = 7;
 };
 
+// Its constructor throws; counts its memory.
+struct Refusing : TestNode {
+   explicit Refusing(int& destructions) : member(Orvo::make<TestNode>(&destructions))
+   {
+      throw std::runtime_error("no");
+   }
+
+   static void* operator new(std::size_t size)
+   {
+      ++live;
+      return std::malloc(size);
+   }
+
+   static void operator delete(void* memory)
+   {
+      --live;
+      std::free(memory);
+   }
+
+   inline static int live = 0;
+   Ptr<TestNode> member;
+};
+
 constinit Ptr<TestNode> constantInitialised;
 
 // Looks, while it is destroyed, at the pointer that kept it.
@@ -55,6 +80,8 @@ static_assert(std::is_nothrow_move_constructible_v<Ptr<Node>>);
 static_assert(!std::is_convertible_v<Ptr<Node>, Ptr<TestNode>>, "no conversion down");
 static_assert(!std::is_convertible_v<Ptr<Node const>, Ptr<Node>>, "no conversion that loses const");
 static_assert(!std::is_convertible_v<Ptr<Node>, bool>);
+static_assert(!std::is_convertible_v<Ptr<TestNode>, Ptr<Counted>>, "no conversion to what is not related");
+static_assert(std::is_convertible_v<TestNode*, Ptr<Node>> && std::is_convertible_v<std::nullptr_t, Ptr<Node>>);
 
 TEST(Ptr, isNullByDefault)
 {
@@ -260,6 +287,48 @@ TEST(Ptr, dynamicCastKeepsOnlyObjectsOfTheType)
    EXPECT_EQ(Orvo::dynamicCast<Derived>(plain), nullptr);
    EXPECT_EQ(Orvo::dynamicCast<Derived>(Ptr<Node>()), nullptr);
    EXPECT_EQ(plain->useCount(), 1u);
+}
+
+TEST(Ptr, copiesMovesAndDropsOfNullDoNothing)
+{
+   Ptr<TestNode> sut;
+   Ptr<TestNode> const copy = sut;
+   Ptr<Node> const converted = sut;
+   auto moved = std::move(sut);
+
+   moved = copy;
+   moved.reset();
+   moved.reset();
+
+   EXPECT_EQ(moved, nullptr);
+   EXPECT_EQ(converted, nullptr);
+   EXPECT_EQ(moved.release(), nullptr);
+   EXPECT_EQ(Ptr<TestNode>::adopt(nullptr), nullptr);
+}
+
+TEST(Ptr, makeLeavesNothingBehindWhenTheConstructorThrows)
+{
+   int destroyedMembers = 0;
+
+   EXPECT_THROW(static_cast<void>(Orvo::make<Refusing>(destroyedMembers)), std::runtime_error);
+
+   EXPECT_EQ(Refusing::live, 0);
+   EXPECT_EQ(destroyedMembers, 1);
+}
+
+TEST(Ptr, swapsWithNullAndWithItself)
+{
+   auto const node = Orvo::make<TestNode>();
+   auto sut = node;
+   Ptr<TestNode> null;
+
+   sut.swap(sut);
+   EXPECT_EQ(sut, node);
+   sut.swap(null);
+
+   EXPECT_EQ(sut, nullptr);
+   EXPECT_EQ(null, node);
+   EXPECT_EQ(node->useCount(), 2u);
 }
 
 TEST(Ptr, keepsObjectsThatAreNoNodes)

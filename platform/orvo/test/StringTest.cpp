@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_set>
 #include <utility>
 
@@ -29,6 +30,12 @@ std::string pattern(std::size_t size)
 }
 
 } // namespace
+
+static_assert(sizeof(String) == 16);
+static_assert(std::is_nothrow_copy_constructible_v<String> && std::is_nothrow_move_constructible_v<String>);
+static_assert(std::is_convertible_v<char const*, String> && std::is_convertible_v<std::string, String>);
+static_assert(!std::is_convertible_v<String, std::string> && std::is_constructible_v<std::string, String>);
+static_assert(!std::is_convertible_v<String, char const*>);
 
 TEST(String, isEmptyByDefault)
 {
@@ -98,6 +105,20 @@ TEST(String, keepsEmbeddedNulBytes)
    EXPECT_EQ(longer.size(), 22u);
    EXPECT_EQ(longer[10], '\0');
    EXPECT_EQ(longer[11], 'a');
+}
+
+TEST(String, tellsTextsApartThatDifferOnlyInTrailingNulBytes)
+{
+   for (std::size_t size = 0; size <= 20; ++size) {
+      String const sut(std::string(size, '\0'));
+      String const longer(std::string(size + 1, '\0'));
+
+      EXPECT_EQ(sut, std::string(size, '\0'));
+      EXPECT_NE(sut, longer) << size;
+      EXPECT_LT(sut, longer) << size;
+      EXPECT_NE(sut.hash(), longer.hash()) << size;
+      EXPECT_STREQ(sut.c_str(), "") << "as C sees it";
+   }
 }
 
 TEST(String, keepsBytesAboveAscii)
@@ -175,6 +196,76 @@ TEST(String, assignsTextsOfEveryKindOverEachOther)
    EXPECT_EQ(sut, longText);
    sut = String();
    EXPECT_TRUE(sut.empty());
+}
+
+TEST(String, assignedToItselfKeepsItsCharacters)
+{
+   for (std::size_t const size : {0u, 1u, 15u, 16u, 40u}) {
+      auto const before = TolSlab::slabCountersTotal().live;
+      {
+         String sut(pattern(size));
+         auto& alias = sut;
+
+         sut = alias;
+         EXPECT_EQ(sut, pattern(size));
+         sut = std::move(alias);
+         EXPECT_EQ(sut, pattern(size));
+         swap(sut, alias);
+         EXPECT_EQ(sut, pattern(size));
+      }
+      EXPECT_EQ(TolSlab::slabCountersTotal().live, before) << size;
+   }
+}
+
+TEST(String, appendedToItselfIsTwiceItsCharacters)
+{
+   for (std::size_t const size : {0u, 1u, 7u, 8u, 15u, 16u, 40u}) {
+      String sut(pattern(size));
+
+      sut = sut + sut;
+      EXPECT_EQ(sut, pattern(size) + pattern(size)) << size;
+      sut = join(sut, sut.c_str(), sut.view());
+
+      auto expected = pattern(size);
+      expected += expected;
+      EXPECT_EQ(sut, expected + expected + expected) << size;
+   }
+}
+
+TEST(String, assignedAPartOfItselfTakesThatPart)
+{
+   String sut(pattern(40));
+
+   sut = sut.view().substr(10, 20);
+   EXPECT_EQ(sut, pattern(40).substr(10, 20));
+   sut = sut.c_str() + 10;
+
+   EXPECT_EQ(sut, pattern(40).substr(20, 10));
+}
+
+TEST(String, keepsAVeryLongText)
+{
+   auto const text = pattern(1'000'000);
+
+   String const sut(text);
+   auto const twice = sut + sut;
+
+   EXPECT_EQ(sut.size(), 1'000'000u);
+   EXPECT_EQ(sut, text);
+   EXPECT_EQ(twice.size(), 2'000'000u);
+   EXPECT_EQ(twice.view().substr(1'000'000), text);
+   EXPECT_EQ(twice.hash(), Orvo::textHash(text + text));
+}
+
+TEST(String, swapsTextsInPlaceAndShared)
+{
+   String left = "short";
+   String right(pattern(40));
+
+   swap(left, right);
+
+   EXPECT_EQ(left, pattern(40));
+   EXPECT_EQ(right, "short");
 }
 
 TEST(String, comparesEqualOnlyToTheSameCharacters)
