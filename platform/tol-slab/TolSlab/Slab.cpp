@@ -18,17 +18,17 @@ using Detail::SizeClass;
 
 constexpr std::size_t step = 16;
 
-constinit SizeClass classes[largestSlabSize / step + 1];
+constinit SizeClass classes[largestSlabSize / step];
 constinit std::atomic<std::size_t> largeCount = 0; // live objects of the standard allocator
 
 std::size_t classIndex(std::size_t size) noexcept
 {
-   return (size + step - 1) / step;
+   return (size - (size != 0)) / step;
 }
 
 std::size_t objectSizeOf(std::size_t index) noexcept
 {
-   return index == 0 ? step : index * step;
+   return (index + 1) * step;
 }
 
 [[gnu::noinline]] void* allocateLocked(std::size_t index)

@@ -74,11 +74,26 @@ void churn(benchmark::State& state)
    }
 }
 
+// One thread allocates and frees in a process that has had a second one.
 template <class Way>
 void pairThreads(benchmark::State& state)
 {
    std::thread([] {}).join();
    pair<Way>(state);
+}
+
+template <class Way>
+void batchThreads(benchmark::State& state)
+{
+   std::thread([] {}).join();
+   batch<Way>(state);
+}
+
+template <class Way>
+void churnThreads(benchmark::State& state)
+{
+   std::thread([] {}).join();
+   churn<Way>(state);
 }
 
 BENCHMARK(pair<MallocWay>);
@@ -89,5 +104,12 @@ BENCHMARK(churn<MallocWay>)->Arg(1000)->Arg(100'000);
 BENCHMARK(churn<SlabWay>)->Arg(1000)->Arg(100'000);
 BENCHMARK(pairThreads<MallocWay>);
 BENCHMARK(pairThreads<SlabWay>);
+BENCHMARK(batchThreads<MallocWay>)->Arg(1000);
+BENCHMARK(batchThreads<SlabWay>)->Arg(1000);
+BENCHMARK(churnThreads<MallocWay>)->Arg(1000);
+BENCHMARK(churnThreads<SlabWay>)->Arg(1000);
+// Several threads at once, each with objects of its own: they wait for each other at the size class.
+BENCHMARK(batch<MallocWay>)->Name("batchTwoThreadsAtOnce<MallocWay>")->Arg(1000)->Threads(2)->UseRealTime();
+BENCHMARK(batch<SlabWay>)->Name("batchTwoThreadsAtOnce<SlabWay>")->Arg(1000)->Threads(2)->UseRealTime();
 
 } // namespace
