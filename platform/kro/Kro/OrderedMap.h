@@ -1,12 +1,10 @@
 #pragma once
 
+#include <Kro/OrderedCollection.h>
 #include <Kro/OrderedNode.h>
-#include <Kro/RbTreeMap.h>
 
 #include <Orvo/Ptr.h>
 
-#include <cstddef>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <type_traits>
@@ -14,77 +12,32 @@
 
 namespace Kro {
 
-/// Values under integer keys, in ascending order of the keys, each in a node of its own (see `OrderedNode`).
+/// Values under integer keys, in ascending order of the keys, each in a node of its own (see `OrderedNode`). See
+/// `OrderedCollection` for threads, iterators and cost.
 ///
 ///     OrderedMap<KroGroup> group;
 ///     group.is(3, Detail::Group{0, 10, 3});
 ///     for (auto at = group.begin(); at != group.end(); ++at) { use(at.key(), *at); }
 ///
-/// Ownership: holds one reference to each node. Copying copies the values into new nodes; moving takes over the nodes.
-/// Threads:   const operations may run together; the caller serialises changes.
-/// Iterators: survive every change of the map, see `Iterator`. Pointers and references to values are valid until their
-///            element is removed.
-/// Cost:      `find`, `is`, `erase` O(log n); appending ascending keys O(1); copy, `==` and `clear` O(n).
+/// Ownership: holds one reference to each node. Copying copies the values into new nodes, O(n); moving takes over the
+/// nodes.
 template <class NodeType>
-class OrderedMap {
+class OrderedMap
+   : public OrderedCollection<NodeType, typename NodeType::key_type, typename NodeType::mapped_type const> {
+   using Base = OrderedCollection<NodeType, typename NodeType::key_type, typename NodeType::mapped_type const>;
+   using Base::toMember;
+   using Base::tree_;
+   using typename Base::Drop;
+
 public:
    using Node = NodeType;
-   using key_type = typename Node::key_type;
+   using typename Base::key_type;
    using mapped_type = typename Node::mapped_type;
-   using value_type = mapped_type;
-   static constexpr bool isOrdered = true;
-
-   /// Walks in ascending key order; `*at` is the value, `at.key()` the key.
-   ///
-   /// After any change of the map `++` goes on at the smallest key greater than the current one, also when the current
-   /// element is gone: what was added ahead is visited, what was removed is not. Comparing is always allowed; `*at`
-   /// needs its element still to be there. The map itself must stay where it is.
-   class Iterator {
-   public:
-      using iterator_category = std::forward_iterator_tag;
-      using value_type = mapped_type;
-      using difference_type = std::ptrdiff_t;
-      using pointer = mapped_type const*;
-      using reference = mapped_type const&;
-
-      Iterator() noexcept = default;
-
-      key_type const& key() const noexcept { return position_.key(); }
-
-      reference operator*() const noexcept { return toNode(position_.node())->value(); }
-
-      pointer operator->() const noexcept { return std::addressof(**this); }
-
-      Iterator& operator++() noexcept
-      {
-         position_.advance();
-         return *this;
-      }
-
-      Iterator operator++(int) noexcept
-      {
-         auto const before = *this;
-         ++*this;
-         return before;
-      }
-
-      friend bool operator==(Iterator const&, Iterator const&) noexcept = default;
-
-   private:
-      friend OrderedMap;
-
-      Iterator(RbTreeMap<key_type> const& tree, RbTreeNode<key_type>* node) noexcept : position_(tree, node) {}
-
-      RbTreePosition<key_type> position_;
-   };
-
-   using iterator = Iterator;
-   using const_iterator = Iterator;
 
    OrderedMap() noexcept = default;
 
    /// @throws whatever copying a value throws, and std::bad_alloc
-   OrderedMap(OrderedMap const& other) { tree_.cloneFrom(other.tree_, Clone(), Drop()); }
+   OrderedMap(OrderedMap const& other) : Base() { tree_.cloneFrom(other.tree_, Clone(), Drop()); }
 
    OrderedMap(OrderedMap&& other) noexcept = default;
 
@@ -98,31 +51,8 @@ public:
       return *this;
    }
 
-   /// `other` is empty afterwards.
-   OrderedMap& operator=(OrderedMap&& other) noexcept
-   {
-      OrderedMap moved(std::move(other));
-      tree_.swap(moved.tree_);
-      return *this;
-   }
-
-   ~OrderedMap() { clear(); }
-
-   std::size_t size() const noexcept { return tree_.size(); }
-
-   bool empty() const noexcept { return tree_.empty(); }
-
-   /// Raised by every change through this class.
-   std::uint64_t version() const noexcept { return tree_.version(); }
-
-   Iterator begin() const noexcept { return {tree_, tree_.first()}; }
-
-   Iterator end() const noexcept { return {tree_, nullptr}; }
-
-   /// At the smallest key that is not less than `key`.
-   Iterator lowerBound(key_type key) const noexcept { return {tree_, tree_.lowerBound(key)}; }
-
-   bool contains(key_type key) const noexcept { return tree_.find(key) != nullptr; }
+   OrderedMap& operator=(OrderedMap&& other) noexcept = default;
+   ~OrderedMap() = default;
 
    /// @return the value, borrowed, or null
    mapped_type const* find(key_type key) const noexcept { return valueOf(tree_.find(key)); }
@@ -137,7 +67,7 @@ public:
    {
       auto const place = tree_.place(key);
       if (place.existing != nullptr) {
-         auto& existing = toNode(place.existing)->value();
+         auto& existing = toMember(place.existing)->value();
          existing = std::forward<V>(value);
          tree_.noteReplaced();
          return existing;
@@ -163,7 +93,7 @@ public:
          return std::nullopt;
       }
       tree_.remove(*found);
-      auto const node = Orvo::Ptr<Node>::adopt(toNode(found));
+      auto const node = Orvo::Ptr<Node>::adopt(toMember(found));
       if constexpr (std::is_copy_constructible_v<mapped_type>) {
          if (node->useCount() != 1) {
             return std::optional<mapped_type>(std::as_const(*node).value()); // others still see the node
@@ -171,34 +101,6 @@ public:
       }
       return std::optional<mapped_type>(std::move(node->value()));
    }
-
-   /// @return whether there was one
-   bool erase(key_type key)
-   {
-      auto* const found = tree_.find(key);
-      if (found == nullptr) {
-         return false;
-      }
-      tree_.remove(*found);
-      Drop()(found);
-      return true;
-   }
-
-   /// Removes the element at `at`, not the end, if it is still there.
-   /// @return the place after it
-   Iterator erase(Iterator at)
-   {
-      auto const key = at.key();
-      auto* const node = at.position_.isCurrent() ? at.position_.node() : tree_.find(key);
-      if (node != nullptr) {
-         tree_.remove(*node);
-         Drop()(node);
-      }
-      return {tree_, tree_.upperBound(key)};
-   }
-
-   /// Removes everything; the destructors that it runs find the map empty.
-   void clear() noexcept { tree_.clear(Drop()); }
 
    /// Equal: the same keys in the same order, and equal values.
    friend bool operator==(OrderedMap const& a, OrderedMap const& b)
@@ -216,11 +118,9 @@ public:
    }
 
 private:
-   static Node* toNode(RbTreeNode<key_type>* node) noexcept { return static_cast<Node*>(node); }
-
    static mapped_type* valueOf(RbTreeNode<key_type>* node) noexcept
    {
-      return node == nullptr ? nullptr : std::addressof(toNode(node)->value());
+      return node == nullptr ? nullptr : std::addressof(toMember(node)->value());
    }
 
    struct Clone {
@@ -229,12 +129,6 @@ private:
          return new Node(node.key(), static_cast<Node const&>(node).value());
       }
    };
-
-   struct Drop {
-      void operator()(RbTreeNode<key_type>* node) const noexcept { toNode(node)->referenceDrop(); }
-   };
-
-   RbTreeMap<key_type> tree_;
 };
 
 } // namespace Kro

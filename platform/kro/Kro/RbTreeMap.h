@@ -3,92 +3,108 @@
 #include <Kro/RbTreeMapGeneric.h>
 #include <Kro/RbTreeNode.h>
 
-#include <boost/intrusive/rbtree.hpp>
-
 #include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <type_traits>
 
 namespace Kro {
 
-/// The tree under every ordered collection: links members and finds them by key; owns none of them.
+/// The tree under every ordered collection: finds members by their keys; owns none of them.
 ///
-/// Collections are built on it (`OrderedMap`, `OrderedEntities`); nobody else needs it. Functions that look for a
-/// member return null when there is none.
+/// Collections are built on it (`OrderedCollection`); nobody else needs it. Functions that look for a member return
+/// null when there is none.
 ///
 /// Threads:   const operations may run together; the caller serialises changes.
 /// Cost:      O(log n), appending and stepping O(1) on average; allocates nothing.
 template <class Key>
-class RbTreeMap : public RbTreeMapGeneric {
-   struct KeyOf {
-      using type = Key;
-
-      Key const& operator()(RbTreeNode<Key> const& node) const noexcept { return node.key(); }
-   };
-
-   using Tree = boost::intrusive::rbtree<
-      RbTreeNode<Key>, boost::intrusive::base_hook<RbTreeHook>, boost::intrusive::key_of_value<KeyOf>>;
-
+class RbTreeMap : private RbTreeMapGeneric {
 public:
    using Node = RbTreeNode<Key>;
 
    /// Where a key stands, or would stand. Valid until the next change.
    struct Place {
       Node* existing; ///< the member under that key, or null
-      typename Tree::insert_commit_data link;
+      Link* parent;   ///< above a new one; null in an empty tree
+      Side side;      ///< on this side of the parent
    };
 
    RbTreeMap() noexcept = default;
 
    /// Takes over the members; `other` is empty afterwards.
-   RbTreeMap(RbTreeMap&& other) noexcept : tree_(std::move(other.tree_)) { ++other.version_; }
+   RbTreeMap(RbTreeMap&& other) noexcept = default;
 
    RbTreeMap& operator=(RbTreeMap&&) = delete;
+   ~RbTreeMap() = default;
 
-   void swap(RbTreeMap& other) noexcept
+   void swap(RbTreeMap& other) noexcept { RbTreeMapGeneric::swap(other); }
+
+   using RbTreeMapGeneric::empty;
+   using RbTreeMapGeneric::noteReplaced;
+   using RbTreeMapGeneric::size;
+   using RbTreeMapGeneric::version;
+
+   Node* find(Key key) const noexcept
    {
-      tree_.swap(other.tree_);
-      ++version_;
-      ++other.version_;
+      // Two branches and no computed index: what is looked up again and again is predicted, and then steps overlap.
+      auto* at = root();
+      while (at != nullptr) {
+         auto const keyHere = keyOf(at);
+         if (keyHere < key) {
+            at = at->child[greater];
+         } else if (key < keyHere) {
+            at = at->child[smaller];
+         } else {
+            break;
+         }
+      }
+      return nodeOf(at);
    }
 
-   std::size_t size() const noexcept { return tree_.size(); }
-
-   bool empty() const noexcept { return tree_.empty(); }
-
-   Node* find(Key key) const noexcept { return nodeAt(tree_.find(key)); }
-
-   Node* first() const noexcept { return nodeAt(tree_.begin()); }
+   Node* first() const noexcept { return nodeOf(RbTreeMapGeneric::first()); }
 
    /// The member with the smallest key that is not less than `key`.
-   Node* lowerBound(Key key) const noexcept { return nodeAt(tree_.lower_bound(key)); }
+   Node* lowerBound(Key key) const noexcept
+   {
+      return firstWhere([key](Key keyHere) { return !(keyHere < key); });
+   }
 
    /// The member with the smallest key greater than `key`.
-   Node* upperBound(Key key) const noexcept { return nodeAt(tree_.upper_bound(key)); }
+   Node* upperBound(Key key) const noexcept
+   {
+      return firstWhere([key](Key keyHere) { return key < keyHere; });
+   }
 
    /// The member after `node`, a member.
-   Node* next(Node const* node) const noexcept { return nodeAt(++Tree::s_iterator_to(*node)); }
+   Node* next(Node const* node) const noexcept { return nodeOf(RbTreeMapGeneric::next(&node->link_)); }
 
-   Place place(Key key) noexcept
+   Place place(Key key) const noexcept
    {
-      Place place{};
-      // Ascending keys are the common order. The tree's own hint would walk down to the last member; its header knows
-      // it.
-      if (auto* const last = lastLink(); last != nullptr && toNode(last)->key() < key) {
-         place.link.node = last;
-         place.link.link_left = false;
-         return place;
+      // Ascending keys are the common order.
+      if (auto* const greatest = last(); greatest != nullptr && keyOf(greatest) < key) {
+         return {nullptr, greatest, greater};
       }
-      auto const [at, isNew] = tree_.insert_unique_check(key, place.link);
-      place.existing = isNew ? nullptr : &*at;
-      return place;
+      Link* parent = nullptr;
+      auto side = smaller;
+      for (auto* at = root(); at != nullptr;) {
+         auto const keyHere = keyOf(at);
+         parent = at;
+         if (keyHere < key) {
+            side = greater;
+            at = at->child[greater];
+         } else if (key < keyHere) {
+            side = smaller;
+            at = at->child[smaller];
+         } else {
+            return {nodeOf(at), nullptr, smaller};
+         }
+      }
+      return {nullptr, parent, side};
    }
 
    /// Adds `node` at the place of its key, where no member exists.
    void insert(Place const& place, Node& node) noexcept
    {
-      tree_.insert_unique_commit(node, place.link);
-      ++version_;
+      RbTreeMapGeneric::insert(node.link_, place.parent, place.side);
    }
 
    /// Adds `node`. A key that exists and a node that is a member already end the process.
@@ -104,20 +120,14 @@ public:
       insert(where, node);
    }
 
-   void remove(Node& node) noexcept
-   {
-      tree_.erase(Tree::s_iterator_to(node));
-      ++version_;
-   }
+   void remove(Node& node) noexcept { RbTreeMapGeneric::remove(node.link_); }
 
-   /// Removes all members and then calls `dispose(Node*)` for each; what it calls finds the tree empty.
+   /// Removes all members and then calls `dispose(Node*)` for each, in ascending order; what it calls finds the tree
+   /// empty.
    template <class Dispose>
    void clear(Dispose dispose)
    {
-      Tree members;
-      members.swap(tree_);
-      ++version_;
-      members.clear_and_dispose(dispose);
+      disposeTree(release(), dispose);
    }
 
    /// Fills this empty tree with `clone(Node const&)` of each member of `other`, a `Node*`; when that throws, calls
@@ -125,86 +135,89 @@ public:
    template <class Clone, class Dispose>
    void cloneFrom(RbTreeMap const& other, Clone clone, Dispose dispose)
    {
-      tree_.clone_from(other.tree_, clone, dispose);
-      ++version_;
-   }
-
-   /// The member with a replaced value counts as changed.
-   void noteReplaced() noexcept { ++version_; }
-
-private:
-   using Link = typename Tree::node_ptr;
-
-   Link lastLink() const noexcept
-   {
-      return empty() ? nullptr : Tree::node_traits::get_right(tree_.cend().pointed_node());
-   }
-
-   static Node* toNode(Link link) noexcept { return Tree::value_traits::to_value_ptr(link); }
-
-   Node* nodeAt(typename Tree::const_iterator at) const noexcept
-   {
-      return at == tree_.cend() ? nullptr : const_cast<Node*>(&*at);
-   }
-
-   Tree tree_;
-};
-
-/// A place in a walk over a tree that survives every change of it: it keeps the key, and finds its place again by it.
-///
-/// After a change the walk goes on at the smallest key greater than the current one; so additions ahead are visited,
-/// deleted members are not. Writes nothing but itself.
-template <class Key>
-class RbTreePosition {
-public:
-   RbTreePosition() noexcept = default;
-
-   RbTreePosition(RbTreeMap<Key> const& tree, RbTreeNode<Key>* node) noexcept
-      : tree_(&tree), node_(node), version_(tree.version())
-   {
-      keepKey();
-   }
-
-   /// Null at the end. A member that has been removed must not be touched any more.
-   RbTreeNode<Key>* node() const noexcept { return node_; }
-
-   /// Valid also when the member has been removed.
-   Key const& key() const noexcept { return key_; }
-
-   /// Whether the tree is unchanged since the position was taken.
-   bool isCurrent() const noexcept { return version_ == tree_->version(); }
-
-   /// To the next member; not from the end.
-   void advance() noexcept
-   {
-      if (isCurrent()) [[likely]] {
-         node_ = tree_->next(node_);
-      } else {
-         // The member may be gone: only its key is sure.
-         node_ = tree_->upperBound(key_);
-         version_ = tree_->version();
+      auto const* from = other.root();
+      if (from == nullptr) {
+         return;
       }
-      keepKey();
-   }
-
-   /// Equal: both at the end, or both at the same key.
-   friend bool operator==(RbTreePosition const& a, RbTreePosition const& b) noexcept
-   {
-      return a.node_ == nullptr || b.node_ == nullptr ? a.node_ == b.node_ : a.key_ == b.key_;
+      auto* const top = &clone(*nodeOf(from))->link_;
+      try {
+         cloneBelow(from, top, clone);
+      } catch (...) {
+         disposeTree(top, dispose);
+         throw;
+      }
+      rootIs(top, other.size());
    }
 
 private:
-   void keepKey() noexcept
+   static Node* nodeOf(Link* link) noexcept
    {
-      if (node_ != nullptr) {
-         key_ = node_->key();
+      static_assert(std::is_standard_layout_v<Node>); // so an object and its first member have one address
+      return reinterpret_cast<Node*>(link);
+   }
+
+   static Node const* nodeOf(Link const* link) noexcept { return reinterpret_cast<Node const*>(link); }
+
+   static Key keyOf(Link const* link) noexcept { return nodeOf(link)->key_; }
+
+   /// The first member whose key fulfils what all behind it fulfil too.
+   template <class Condition>
+   Node* firstWhere(Condition isFulfilled) const noexcept
+   {
+      Link* found = nullptr;
+      for (auto* at = root(); at != nullptr;) {
+         if (isFulfilled(keyOf(at))) {
+            found = at;
+            at = at->child[smaller];
+         } else {
+            at = at->child[greater];
+         }
+      }
+      return nodeOf(found);
+   }
+
+   /// Gives `to`, a copy, copies of all that is below `from`; at every step what has been made is a tree. Recurs as deep
+   /// as the tree is.
+   template <class Clone>
+   static void cloneBelow(Link const* from, Link* to, Clone& clone)
+   {
+      auto const cloneChild = [&](Side side) {
+         auto const* const child = from->child[side];
+         auto* const made = &clone(*nodeOf(child))->link_;
+         made->parentIs(to, child->colour());
+         to->child[side] = made;
+         return made;
+      };
+      for (;;) {
+         if (from->child[smaller] != nullptr) {
+            auto* const made = cloneChild(smaller);
+            cloneBelow(from->child[smaller], made, clone);
+         }
+         if (from->child[greater] == nullptr) {
+            return;
+         }
+         to = cloneChild(greater);
+         from = from->child[greater];
       }
    }
 
-   RbTreeMap<Key> const* tree_ = nullptr;
-   RbTreeNode<Key>* node_ = nullptr;
-   std::uint64_t version_ = 0;
-   Key key_{};
+   /// Turns the tree into a list on the way, so that no stack is needed.
+   template <class Dispose>
+   static void disposeTree(Link* at, Dispose& dispose)
+   {
+      while (at != nullptr) {
+         if (auto* const below = at->child[smaller]; below != nullptr) {
+            at->child[smaller] = below->child[greater];
+            below->child[greater] = at;
+            at = below;
+         } else {
+            auto* const behind = at->child[greater];
+            at->parentAndColour = 0;
+            dispose(nodeOf(at));
+            at = behind;
+         }
+      }
+   }
 };
 
 } // namespace Kro

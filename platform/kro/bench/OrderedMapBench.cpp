@@ -10,6 +10,7 @@
 #include <memory>
 #include <numeric>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 // Ordered collections of 16 and of 1 000 elements, ns an element, beside std::map and a bare boost::intrusive::set.
@@ -29,7 +30,8 @@ constinit Kro::AllocTrackTypeInfo KroValue::memAllocationTracker_{sizeof(KroValu
 using Sut = Kro::OrderedMap<KroValue>;
 using StdMap = std::map<std::uint32_t, Value>;
 
-struct BareNode
+/// Spaced like what an allocator gives, or the floor would fit into a smaller cache than any allocated node can.
+struct alignas(16) BareNode
    : boost::intrusive::set_base_hook<
         boost::intrusive::optimize_size<true>, boost::intrusive::link_mode<boost::intrusive::normal_link>> {
    std::uint32_t key;
@@ -46,7 +48,11 @@ struct BareKey {
 struct BareSet {
    explicit BareSet(std::size_t count) : nodes(new BareNode[count]) {}
 
+   BareSet(BareSet&&) = default;
+
    ~BareSet() { tree.clear(); }
+
+   auto find(std::uint32_t key) const { return tree.find(key); }
 
    void insert(std::uint32_t key)
    {
@@ -61,16 +67,47 @@ struct BareSet {
    boost::intrusive::set<BareNode, boost::intrusive::key_of_value<BareKey>> tree;
 };
 
-std::vector<std::uint32_t> keys(benchmark::State const& state)
+void add(Sut& map, std::uint32_t key)
+{
+   map.is(key, key);
+}
+
+void add(StdMap& map, std::uint32_t key)
+{
+   map.insert_or_assign(key, key);
+}
+
+void add(BareSet& set, std::uint32_t key)
+{
+   set.insert(key);
+}
+
+template <class Map>
+Map filled(std::vector<std::uint32_t> const& order)
+{
+   auto map = [&] {
+      if constexpr (std::is_same_v<Map, BareSet>) {
+         return BareSet(order.size());
+      } else {
+         return Map();
+      }
+   }();
+   for (auto const key : order) {
+      add(map, key);
+   }
+   return map;
+}
+
+std::vector<std::uint32_t> ascending(benchmark::State const& state)
 {
    std::vector<std::uint32_t> all(static_cast<std::size_t>(state.range(0)));
    std::iota(all.begin(), all.end(), 0U);
    return all;
 }
 
-std::vector<std::uint32_t> shuffledKeys(benchmark::State const& state)
+std::vector<std::uint32_t> shuffled(benchmark::State const& state)
 {
-   auto all = keys(state);
+   auto all = ascending(state);
    std::shuffle(all.begin(), all.end(), std::mt19937(1));
    return all;
 }
@@ -80,185 +117,108 @@ void countElements(benchmark::State& state)
    state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-void findKro(benchmark::State& state)
+template <class Map>
+void find(benchmark::State& state)
 {
-   auto const order = shuffledKeys(state);
-   Sut sut;
-   for (auto const key : order) {
-      sut.is(key, key);
-   }
+   auto const order = shuffled(state);
+   auto const map = filled<Map>(order);
    for (auto _ : state) {
       for (auto const key : order) {
-         benchmark::DoNotOptimize(sut.find(key));
+         benchmark::DoNotOptimize(map.find(key));
       }
    }
    countElements(state);
 }
 
-void findBareSet(benchmark::State& state)
+/// Making and destroying, with the allocations of the elements; the bare set allocates one array.
+template <class Map>
+void build(benchmark::State& state, std::vector<std::uint32_t> const& order)
 {
-   auto const order = shuffledKeys(state);
-   BareSet sut(order.size());
-   for (auto const key : order) {
-      sut.insert(key);
-   }
    for (auto _ : state) {
-      for (auto const key : order) {
-         benchmark::DoNotOptimize(sut.tree.find(key));
-      }
+      auto const map = filled<Map>(order);
+      benchmark::DoNotOptimize(&map);
    }
    countElements(state);
 }
 
-void findStdMap(benchmark::State& state)
+template <class Map>
+void buildAscending(benchmark::State& state)
 {
-   auto const order = shuffledKeys(state);
-   StdMap sut;
-   for (auto const key : order) {
-      sut[key] = key;
-   }
+   build<Map>(state, ascending(state));
+}
+
+template <class Map>
+void buildShuffled(benchmark::State& state)
+{
+   build<Map>(state, shuffled(state));
+}
+
+template <class Map>
+void copy(benchmark::State& state)
+{
+   auto const original = filled<Map>(shuffled(state));
    for (auto _ : state) {
-      for (auto const key : order) {
-         benchmark::DoNotOptimize(sut.find(key));
-      }
-   }
-   countElements(state);
-}
-
-template <class Map, class Add>
-void build(benchmark::State& state, std::vector<std::uint32_t> const& order, Add add)
-{
-   for (auto _ : state) {
-      Map map;
-      for (auto const key : order) {
-         add(map, key);
-      }
-      benchmark::DoNotOptimize(map);
-   }
-   countElements(state);
-}
-
-void buildAscendingKro(benchmark::State& state)
-{
-   build<Sut>(state, keys(state), [](Sut& map, std::uint32_t key) { map.is(key, key); });
-}
-
-void buildAscendingStdMap(benchmark::State& state)
-{
-   build<StdMap>(state, keys(state), [](StdMap& map, std::uint32_t key) { map.insert_or_assign(key, key); });
-}
-
-void buildShuffledKro(benchmark::State& state)
-{
-   build<Sut>(state, shuffledKeys(state), [](Sut& map, std::uint32_t key) { map.is(key, key); });
-}
-
-void buildShuffledStdMap(benchmark::State& state)
-{
-   build<StdMap>(state, shuffledKeys(state), [](StdMap& map, std::uint32_t key) { map.insert_or_assign(key, key); });
-}
-
-/// Linking alone: the floor of every tree of this kind.
-void buildShuffledBareSet(benchmark::State& state)
-{
-   auto const order = shuffledKeys(state);
-   for (auto _ : state) {
-      BareSet set(order.size());
-      for (auto const key : order) {
-         set.insert(key);
-      }
-      benchmark::DoNotOptimize(set);
-   }
-   countElements(state);
-}
-
-void copyKro(benchmark::State& state)
-{
-   Sut original;
-   for (auto const key : shuffledKeys(state)) {
-      original.is(key, key);
-   }
-   for (auto _ : state) {
-      Sut copy(original);
+      Map copy(original);
       benchmark::DoNotOptimize(copy);
    }
    countElements(state);
 }
 
-void copyStdMap(benchmark::State& state)
+/// Ours finds its place again after every change; the others must not be changed.
+template <class Map>
+void walk(benchmark::State& state)
 {
-   StdMap original;
-   for (auto const key : shuffledKeys(state)) {
-      original[key] = key;
-   }
-   for (auto _ : state) {
-      StdMap copy(original);
-      benchmark::DoNotOptimize(copy);
-   }
-   countElements(state);
-}
-
-void walkKro(benchmark::State& state)
-{
-   Sut sut;
-   for (auto const key : shuffledKeys(state)) {
-      sut.is(key, key);
-   }
+   auto const map = filled<Map>(shuffled(state));
    for (auto _ : state) {
       Value sum = 0;
-      for (auto const& value : sut) {
-         sum += value;
+      if constexpr (std::is_same_v<Map, StdMap>) {
+         for (auto const& [key, value] : map) {
+            sum += value;
+         }
+      } else if constexpr (std::is_same_v<Map, BareSet>) {
+         for (auto const& node : map.tree) {
+            sum += node.value;
+         }
+      } else {
+         for (auto const& value : map) {
+            sum += value;
+         }
       }
       benchmark::DoNotOptimize(sum);
    }
    countElements(state);
 }
 
-void walkBareSet(benchmark::State& state)
+/// Building, and then a walk that erases every element that it reaches.
+template <class Map>
+void drain(benchmark::State& state)
 {
-   auto const order = shuffledKeys(state);
-   BareSet sut(order.size());
-   for (auto const key : order) {
-      sut.insert(key);
-   }
+   auto const order = shuffled(state);
    for (auto _ : state) {
-      Value sum = 0;
-      for (auto const& node : sut.tree) {
-         sum += node.value;
+      auto map = filled<Map>(order);
+      for (auto at = map.begin(); at != map.end();) {
+         at = map.erase(at);
       }
-      benchmark::DoNotOptimize(sum);
+      benchmark::DoNotOptimize(&map);
    }
    countElements(state);
 }
 
-void walkStdMap(benchmark::State& state)
-{
-   StdMap sut;
-   for (auto const key : shuffledKeys(state)) {
-      sut[key] = key;
-   }
-   for (auto _ : state) {
-      Value sum = 0;
-      for (auto const& [key, value] : sut) {
-         sum += value;
-      }
-      benchmark::DoNotOptimize(sum);
-   }
-   countElements(state);
-}
-
-BENCHMARK(findKro)->Arg(16)->Arg(1000);
-BENCHMARK(findBareSet)->Arg(16)->Arg(1000);
-BENCHMARK(findStdMap)->Arg(16)->Arg(1000);
-BENCHMARK(buildAscendingKro)->Arg(16)->Arg(1000);
-BENCHMARK(buildAscendingStdMap)->Arg(16)->Arg(1000);
-BENCHMARK(buildShuffledKro)->Arg(16)->Arg(1000);
-BENCHMARK(buildShuffledStdMap)->Arg(16)->Arg(1000);
-BENCHMARK(buildShuffledBareSet)->Arg(16)->Arg(1000);
-BENCHMARK(copyKro)->Arg(16)->Arg(1000);
-BENCHMARK(copyStdMap)->Arg(16)->Arg(1000);
-BENCHMARK(walkKro)->Arg(16)->Arg(1000);
-BENCHMARK(walkBareSet)->Arg(16)->Arg(1000);
-BENCHMARK(walkStdMap)->Arg(16)->Arg(1000);
+BENCHMARK(find<Sut>)->Name("findKro")->Arg(16)->Arg(1000);
+BENCHMARK(find<BareSet>)->Name("findBareSet")->Arg(16)->Arg(1000);
+BENCHMARK(find<StdMap>)->Name("findStdMap")->Arg(16)->Arg(1000);
+BENCHMARK(buildAscending<Sut>)->Name("buildAscendingKro")->Arg(16)->Arg(1000);
+BENCHMARK(buildAscending<BareSet>)->Name("buildAscendingBareSet")->Arg(16)->Arg(1000);
+BENCHMARK(buildAscending<StdMap>)->Name("buildAscendingStdMap")->Arg(16)->Arg(1000);
+BENCHMARK(buildShuffled<Sut>)->Name("buildShuffledKro")->Arg(16)->Arg(1000);
+BENCHMARK(buildShuffled<BareSet>)->Name("buildShuffledBareSet")->Arg(16)->Arg(1000);
+BENCHMARK(buildShuffled<StdMap>)->Name("buildShuffledStdMap")->Arg(16)->Arg(1000);
+BENCHMARK(copy<Sut>)->Name("copyKro")->Arg(16)->Arg(1000);
+BENCHMARK(copy<StdMap>)->Name("copyStdMap")->Arg(16)->Arg(1000);
+BENCHMARK(walk<Sut>)->Name("walkKro")->Arg(16)->Arg(1000);
+BENCHMARK(walk<BareSet>)->Name("walkBareSet")->Arg(16)->Arg(1000);
+BENCHMARK(walk<StdMap>)->Name("walkStdMap")->Arg(16)->Arg(1000);
+BENCHMARK(drain<Sut>)->Name("drainKro")->Arg(16)->Arg(1000);
+BENCHMARK(drain<StdMap>)->Name("drainStdMap")->Arg(16)->Arg(1000);
 
 } // namespace

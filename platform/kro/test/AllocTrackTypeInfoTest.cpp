@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 namespace Kro::Test {
 
 namespace {
@@ -55,6 +57,27 @@ TEST(AllocTrackTypeInfo, countsBeforeMain)
 {
    EXPECT_TRUE(isCountedBeforeMain);
    EXPECT_EQ(usedBeforeMain.allocations(), 1U);
+}
+
+/// Destroyed at the end of the process.
+struct CountsAtTheEnd {
+   ~CountsAtTheEnd()
+   {
+      usedBeforeMain.trackDeallocation();
+      usedBeforeMain.trackArrayAllocation(5);
+      bool const isRight = usedBeforeMain.liveCount() == 0 && usedBeforeMain.liveArrayElements() == 5;
+      std::_Exit(isRight ? 7 : 1);
+   }
+};
+
+TEST(AllocTrackTypeInfoDeathTest, countsWhileStaticObjectsAreDestroyed)
+{
+   EXPECT_EXIT(
+      {
+         static CountsAtTheEnd const last;
+         std::exit(0);
+      },
+      testing::ExitedWithCode(7), "");
 }
 
 } // namespace

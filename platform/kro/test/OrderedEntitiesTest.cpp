@@ -1,4 +1,4 @@
-#include "CollectionKinds.h"
+#include "collections/OrderedKinds.h"
 
 #include <gtest/gtest.h>
 
@@ -68,7 +68,7 @@ TEST(OrderedEntitiesDeathTest, insertOfAnEntityOfAnotherCollectionEndsTheProcess
    Sut other;
    sut.insert(thing);
 
-   EXPECT_DEATH(other.insert(thing), "element is already a member of an ordered collection");
+   EXPECT_DEATH(other.insert(thing), ": assertion failed: element is already a member of an ordered collection\n$");
 }
 
 TEST(OrderedEntitiesDeathTest, insertOfAKeyThatExistsEndsTheProcess)
@@ -77,7 +77,19 @@ TEST(OrderedEntitiesDeathTest, insertOfAKeyThatExistsEndsTheProcess)
    sut.insert(Orvo::make<Thing>(1, 1, 1));
    auto const thing = Orvo::make<Thing>(1, 2, 2);
 
-   EXPECT_DEATH(sut.insert(thing), "duplicate key in an ordered map");
+   EXPECT_DEATH(sut.insert(thing), ": assertion failed: duplicate key in an ordered map\n$");
+}
+
+TEST(OrderedEntitiesDeathTest, destroyingAMemberPastItsReferencesEndsTheProcess)
+{
+   auto const destroyAMember = [] {
+      Sut sut;
+      auto* const thing = new Thing(1, 1, 1);
+      sut.insert(Orvo::Ptr<Thing>::adopt(thing));
+      delete thing;
+   };
+
+   EXPECT_DEATH(destroyAMember(), ": assertion failed: element is destroyed as a member of an ordered collection\n$");
 }
 
 } // namespace

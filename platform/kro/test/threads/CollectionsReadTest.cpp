@@ -1,4 +1,5 @@
-#include "../CollectionKinds.h"
+#include "../collections/HashKinds.h"
+#include "../collections/OrderedKinds.h"
 
 #include <gtest/gtest.h>
 
