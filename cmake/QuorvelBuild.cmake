@@ -9,6 +9,7 @@ set(QUORVEL_SOVERSION 0)
 option(QUORVEL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(QUORVEL_BUILD_TESTS "Build the tests" ON)
 option(QUORVEL_BUILD_BENCHMARKS "Build the benchmarks" ON)
+option(QUORVEL_BUILD_FUZZERS "Build the fuzzers; Clang alone, QUORVEL_SANITIZE has fuzzer-no-link" OFF)
 set(QUORVEL_SANITIZE "" CACHE STRING "Value of -fsanitize= for everything that is built here, or empty")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -46,6 +47,10 @@ if(QUORVEL_BUILD_BENCHMARKS)
    find_package(benchmark REQUIRED)
    add_custom_target(benchmarks COMMENT "The benchmark programs")
    cmake_language(DEFER DIRECTORY "${CMAKE_SOURCE_DIR}" CALL quorvel_list_benchmarks) # once all are known
+endif()
+if(QUORVEL_BUILD_FUZZERS)
+   add_custom_target(fuzzers COMMENT "The fuzzers")
+   cmake_language(DEFER DIRECTORY "${CMAKE_SOURCE_DIR}" CALL quorvel_list_fuzzers)
 endif()
 
 # quorvel_library(<package> OUTPUT <file name without lib> HEADERS <folder of the public headers, relative>
@@ -125,6 +130,28 @@ function(quorvel_list_benchmarks)
    list(TRANSFORM targets REPLACE "(.+)" "$<TARGET_FILE:\\1>\n" OUTPUT_VARIABLE lines)
    list(JOIN lines "" content)
    file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/benchmarks.txt" CONTENT "${content}")
+endfunction()
+
+# quorvel_fuzzer(<target> SOURCES <files> LINKS <libraries>)
+# One libFuzzer program, built with the target `fuzzers` too. Its seeds are the files of fuzz/corpus/<target> below the
+# current folder. scripts/fuzz runs all that fuzzers.txt in the build folder lists: on each line a program, a tab, its seeds.
+function(quorvel_fuzzer target)
+   if(NOT QUORVEL_BUILD_FUZZERS)
+      return()
+   endif()
+   cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
+   add_executable(${target} ${arg_SOURCES})
+   target_link_libraries(${target} PRIVATE ${arg_LINKS})
+   target_link_options(${target} PRIVATE -fsanitize=fuzzer)
+   set_property(GLOBAL APPEND PROPERTY QUORVEL_FUZZERS
+      "$<TARGET_FILE:${target}>\t${CMAKE_CURRENT_SOURCE_DIR}/fuzz/corpus/${target}")
+   add_dependencies(fuzzers ${target})
+endfunction()
+
+function(quorvel_list_fuzzers)
+   get_property(lines GLOBAL PROPERTY QUORVEL_FUZZERS)
+   list(JOIN lines "\n" content)
+   file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/fuzzers.txt" CONTENT "${content}\n")
 endfunction()
 
 # Names the package: as a target of this build where there is one, else as an installed one of any version, since a

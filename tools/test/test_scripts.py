@@ -58,9 +58,41 @@ class Scripts(CheckTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("status 4", result.stderr)
 
+    def fuzzers(self, **programs):
+        for name, extra in programs.items():
+            self.program(f"build/fuzz/bin/{name}", extra)
+        lines = "".join(f"{self.root}/build/fuzz/bin/{name}\t{self.root}/seeds/{name}\n" for name in programs)
+        self.write("build/fuzz/fuzzers.txt", lines)
+
+    def test_fuzz_runs_each_program_from_what_it_has_learnt_and_its_seeds(self):
+        self.fuzzers(one="", other="")
+        result, calls = self.run_script("fuzz", "--seconds=3")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("\n2 fuzzers ran and found nothing.", result.stdout)
+        for name, call in zip(("one", "other"), calls[-2:]):
+            self.assertIn(f"{name} -max_total_time=3 ", call)
+            self.assertTrue(call.endswith(f" build/fuzz/corpus/{name} {self.root}/seeds/{name}"), call)
+
+    def test_fuzz_runs_those_whose_name_matches(self):
+        self.fuzzers(one="", other="")
+        result, calls = self.run_script("fuzz", "oth")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertTrue(calls[-1].startswith("other -max_total_time=60 "), calls)
+        self.assertFalse([call for call in calls if call.startswith("one")])
+
+    def test_fuzz_fails_with_a_program_that_finds_something_and_where_no_name_matches(self):
+        self.fuzzers(good="", bad="echo wrong >&2\nexit 77\n")
+        result, _ = self.run_script("fuzz")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("wrong", result.stderr)
+        self.assertIn("bad has found something", result.stderr)
+        result, _ = self.run_script("fuzz", "none")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("no fuzzer's name matches 'none'", result.stderr)
+
     def test_check_ends_a_gate_whose_configuration_fails(self):
         self.program("bin/cmake", 'case "$1" in --preset) exit 5 ;; esac\n')
-        for name in ("release", "exports", "links", "tidy", "asan", "tsan", "installed-platform"):
+        for name in ("release", "exports", "links", "tidy", "asan", "tsan", "fuzz", "installed-platform"):
             with self.subTest(name):
                 result, calls = self.run_script("check", name)
                 self.assertEqual(result.returncode, 1)
@@ -69,7 +101,7 @@ class Scripts(CheckTest):
 
     def test_check_ends_a_gate_whose_build_fails(self):
         self.program("bin/cmake", 'case "$1" in --build) exit 5 ;; esac\n')
-        for name in ("release", "asan", "tsan", "installed-platform"):
+        for name in ("release", "asan", "tsan", "fuzz", "installed-platform"):
             with self.subTest(name):
                 result, calls = self.run_script("check", name)
                 self.assertEqual(result.returncode, 1)

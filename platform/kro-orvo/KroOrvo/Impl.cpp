@@ -1,47 +1,58 @@
 #include <KroOrvo/Impl.h>
 
 #include <Kro/Entity.h>
+#include <Kro/TextBuffer.h>
 #include <Kro/TypeOf.h>
 
 #include <Orvo/Node.h>
 
-#include <string>
-
 namespace KroOrvo::Impl {
 namespace {
 
-void appendSlot(std::string& text, Kro::TypeRef type, void const* slot);
+void appendSlot(Kro::TextBuffer& text, Kro::TypeRef type, void const* slot);
 
 struct Walk {
-   std::string& text;
+   Kro::TextBuffer& text;
    Kro::TypeRef key;
    Kro::TypeRef element;
    bool isFirst = true;
 };
 
-void appendCollection(std::string& text, Kro::KroAttr const& attr, void const* object)
+void appendCollection(Kro::TextBuffer& text, Kro::KroAttr const& attr, void const* object)
 {
    Walk walk{text, attr.collection->key, attr.type};
-   text += '{';
+   text.append('{');
    attr.collection->visit(
       object,
       [](void* context, void const* key, void const* element) {
          auto& at = *static_cast<Walk*>(context);
-         at.text += at.isFirst ? "" : ", ";
+         if (!at.isFirst) {
+            at.text.append(", ");
+         }
          at.isFirst = false;
          appendSlot(at.text, at.key, key);
          if (element != nullptr) {
-            at.text += '=';
+            at.text.append('=');
             appendSlot(at.text, at.element, element);
          }
          return true;
       },
       &walk);
-   text += '}';
+   text.append('}');
+}
+
+void appendName(Kro::TextBuffer& text, std::string_view name, bool isFirst)
+{
+   auto* to = text.extend(name.size() + (isFirst ? 1 : 3));
+   if (!isFirst) {
+      *to++ = ',';
+      *to++ = ' ';
+   }
+   *Kro::TextBuffer::put(to, name) = '=';
 }
 
 /// Inherited attributes first.
-void appendAttributes(std::string& text, Kro::TypeData const& type, void const* object, bool& isFirst)
+void appendAttributes(Kro::TextBuffer& text, Kro::TypeData const& type, void const* object, bool& isFirst)
 {
    if (type.base != nullptr) {
       appendAttributes(text, *type.base, object, isFirst);
@@ -51,10 +62,8 @@ void appendAttributes(std::string& text, Kro::TypeData const& type, void const* 
       if (!isCollection && attr.show == nullptr) {
          continue;
       }
-      text += isFirst ? "" : ", ";
+      appendName(text, attr.name, isFirst);
       isFirst = false;
-      text += attr.name;
-      text += '=';
       if (isCollection) {
          appendCollection(text, attr, object);
          continue;
@@ -71,27 +80,27 @@ void appendAttributes(std::string& text, Kro::TypeData const& type, void const* 
    }
 }
 
-void appendObject(std::string& text, Kro::TypeData const& type, void const* object)
+void appendObject(Kro::TextBuffer& text, Kro::TypeData const& type, void const* object)
 {
    if (type.ops.appendText != nullptr) {
       type.ops.appendText(text, object);
       return;
    }
    auto const begin = text.size();
-   text += type.name;
-   text += '(';
+   text.append(type.name);
+   text.append('(');
    bool isFirst = true;
    appendAttributes(text, type, object, isFirst);
-   text += ')';
+   text.append(')');
    if (isFirst && type.kind == Kro::TypeKind::value) {
-      text.resize(begin);
+      text.shrink(begin);
    }
 }
 
-void appendNode(std::string& text, Orvo::Node const* node)
+void appendNode(Kro::TextBuffer& text, Orvo::Node const* node)
 {
    if (node == nullptr) {
-      text += "null";
+      text.append("null");
       return;
    }
    if (auto const* entity = dynamic_cast<Kro::Entity const*>(node)) {
@@ -102,7 +111,7 @@ void appendNode(std::string& text, Orvo::Node const* node)
    appendObject(text, node->typeData(), node);
 }
 
-void appendSlot(std::string& text, Kro::TypeRef type, void const* slot)
+void appendSlot(Kro::TextBuffer& text, Kro::TypeRef type, void const* slot)
 {
    if (type.form == Kro::Form::plain) {
       appendObject(text, *type.type, slot);
@@ -115,9 +124,9 @@ void appendSlot(std::string& text, Kro::TypeRef type, void const* slot)
 
 Orvo::String valueToStrep(Kro::KroType const& type, void const* value)
 {
-   std::string text;
+   Kro::TextBuffer text;
    appendObject(text, type, value);
-   return text;
+   return text.view();
 }
 
 } // namespace KroOrvo::Impl

@@ -1,11 +1,9 @@
 #include <Kro/CharRange.h>
 
 #include <Kro/Exception.h>
-#include <Kro/TypeOf.h>
+#include <Kro/QuotedText.h>
 
 #include <Orvo/String.h>
-
-#include <string>
 
 namespace Kro {
 namespace {
@@ -37,14 +35,24 @@ std::size_t lengthOfValue(std::string_view text) noexcept
    return at;
 }
 
+/// Whether the byte continues a UTF-8 character, which an excerpt must not cut in two.
+constexpr bool isContinuation(char c) noexcept
+{
+   return (static_cast<unsigned char>(c) & 0xc0U) == 0x80;
+}
+
 /// Enough to recognise the place, quoted like any text.
-std::string excerptOf(std::string_view text)
+Orvo::String excerptOf(std::string_view text)
 {
    constexpr std::size_t longest = 24;
-   Orvo::String const begin(text.substr(0, longest));
-   std::string quoted;
-   Leaf::text.ops.appendText(quoted, &begin);
-   return text.size() > longest ? quoted + "..." : quoted;
+   constexpr std::size_t longestCharacter = 4;
+   auto length = longest;
+   while (length < text.size() && length > longest - longestCharacter && isContinuation(text[length])) {
+      --length;
+   }
+   TextBuffer quoted;
+   Detail::appendQuoted(quoted, text.substr(0, length));
+   return Orvo::join(quoted.view(), text.size() > length ? "..." : "");
 }
 
 } // namespace
@@ -52,23 +60,23 @@ std::string excerptOf(std::string_view text)
 CharRange CharRange::takeValue() noexcept
 {
    CharRange value = *this;
-   value.end_ = position_ + lengthOfValue(rest());
-   position_ = value.end_;
+   advance(lengthOfValue(rest()));
+   value.end_ = at_;
    return value;
 }
 
-void CharRange::endIs() const
+void CharRange::refuseRest() const
 {
-   if (!isEmpty()) {
-      refuse("the end of the text");
-   }
+   bool const isCutOff = end_ != text_.data() + text_.size();
+   refuse(isCutOff ? "the end of the value" : "the end of the text");
 }
 
 void CharRange::refuse(std::string_view expected) const
 {
    // What follows a range that was cut off tells more than that it ends.
-   auto const found = text_.substr(position_);
-   throw ParseException(position_, expected, found.empty() ? "the text ends" : excerptOf(found) + " is found");
+   auto const found = text_.substr(position());
+   throw ParseException(
+      position(), expected, found.empty() ? Orvo::String("the text ends") : Orvo::join(excerptOf(found), " is found"));
 }
 
 } // namespace Kro

@@ -20,29 +20,33 @@ namespace Kro {
 ///        Kro::desAttrPost(text, "isSpare", isSpare_);
 ///     }
 ///
-/// Reading is strict: what the text form of a value is, and nothing else, so that what could be read is written in the same
-/// characters again. The range advances past what was read. A type that has a table need not write this: see `readByTable`.
+/// Reading is strict: what the text form of a value is, and nothing else, so that what could be read is written in the
+/// same characters again. The range advances past what was read. A type that has a table need not write this: see
+/// `readByTable`. Attributes are of leaf types, or of value types that can be read.
 ///
-/// Errors: ParseException, which says where and what was expected; the range stands there, `value` is as it was.
+/// Errors: ParseException, which says where, what was expected and what was found; `value` is as it was, and the range
+/// stands at the mistake or before the value that has it. TypeException when values of type T cannot be read from text.
+/// Cost: linear in the length of the text, for each level of values in values.
 
 namespace Detail {
 
-/// The parts of the readers that need no type.
-KRO_EXPORT void readOpening(CharRange& text, std::string_view typeName, std::string_view attributeName);
-KRO_EXPORT void readSeparator(CharRange& text, std::string_view attributeName);
+/// The parts of the readers that need no type: what stands before an attribute's value, and the value, made in the room
+/// at `to`.
+KRO_EXPORT void
+readFirst(CharRange& text, std::string_view typeName, std::string_view attributeName, TypeData const& type, void* to);
+KRO_EXPORT void readNext(CharRange& text, std::string_view attributeName, TypeData const& type, void* to);
 KRO_EXPORT void readClosing(CharRange& text);
-
-/// Makes the value of an attribute in the room at `to`.
-KRO_EXPORT void readAttribute(CharRange& text, std::string_view attributeName, TypeData const& type, void* to);
 
 /// Room for a T that a reader makes.
 template <class T>
 class ReadValue {
 public:
-   ReadValue(CharRange& text, std::string_view attributeName)
+   ReadValue(CharRange& text, std::string_view typeName, std::string_view attributeName)
    {
-      readAttribute(text, attributeName, *typeOf<T>(), room_);
+      readFirst(text, typeName, attributeName, *typeOf<T>(), room_);
    }
+
+   ReadValue(CharRange& text, std::string_view attributeName) { readNext(text, attributeName, *typeOf<T>(), room_); }
 
    ~ReadValue() { std::destroy_at(&get()); }
 
@@ -62,15 +66,13 @@ private:
 template <HasRecord T>
 void desAttrPre(CharRange& text, std::string_view typeName, std::string_view attributeName, T& value)
 {
-   Detail::readOpening(text, typeName, attributeName);
-   value = std::move(Detail::ReadValue<T>(text, attributeName).get());
+   value = std::move(Detail::ReadValue<T>(text, typeName, attributeName).get());
 }
 
 /// Reads a separator and an attribute in the middle.
 template <HasRecord T>
 void desAttrIntra(CharRange& text, std::string_view attributeName, T& value)
 {
-   Detail::readSeparator(text, attributeName);
    value = std::move(Detail::ReadValue<T>(text, attributeName).get());
 }
 
@@ -78,7 +80,6 @@ void desAttrIntra(CharRange& text, std::string_view attributeName, T& value)
 template <HasRecord T>
 void desAttrPost(CharRange& text, std::string_view attributeName, T& value)
 {
-   Detail::readSeparator(text, attributeName);
    Detail::ReadValue<T> last(text, attributeName);
    Detail::readClosing(text);
    value = std::move(last.get());
@@ -88,8 +89,7 @@ void desAttrPost(CharRange& text, std::string_view attributeName, T& value)
 template <HasRecord T>
 void desAttrOnly(CharRange& text, std::string_view typeName, std::string_view attributeName, T& value)
 {
-   Detail::readOpening(text, typeName, attributeName);
-   Detail::ReadValue<T> only(text, attributeName);
+   Detail::ReadValue<T> only(text, typeName, attributeName);
    Detail::readClosing(text);
    value = std::move(only.get());
 }

@@ -50,9 +50,9 @@ GenericIf GenericIf::ofNode(Orvo::Node& node) noexcept
    return GenericIf({&node.typeData(), Form::plain}, &node);
 }
 
-void GenericIf::refuse(TypeRef wanted) const
+void GenericIf::refuse(TypeRef type, void const* slot, TypeRef wanted)
 {
-   GenericIfImpl::throwTypeException(slot_ != nullptr ? type_ : TypeRef{}, wanted);
+   GenericIfImpl::throwTypeException(slot != nullptr ? type : TypeRef{}, wanted);
 }
 
 void KroAttr::genericIfGet(GenericIf const& object, GenericIf const& out) const
@@ -64,6 +64,9 @@ void KroAttr::genericIfGet(GenericIf const& object, GenericIf const& out) const
       object.typeIs(object.type());
    }
    out.typeIs(type);
+   if (out.isReadOnly()) [[unlikely]] {
+      throw TypeException(Orvo::join("attribute '", name, "' cannot be read into a slot that is for reading alone"));
+   }
    get(object.voidPtr(), out.voidPtr());
 }
 
@@ -74,14 +77,17 @@ GenericIf GenericIf::pointee() const noexcept
    }
    // An Orvo::Ptr<T> holds a T*.
    auto* const entity = *static_cast<void**>(slot_);
-   return entity != nullptr ? ofNode(*type_.type->pointer.toNode(entity)) : GenericIf(TypeRef{});
+   if (entity == nullptr) {
+      return GenericIf(TypeRef{});
+   }
+   if (!type_.type->isPolymorphic()) {
+      return GenericIf({type_.type, Form::plain}, entity);
+   }
+   return ofNode(*type_.type->pointer.toNode(entity));
 }
 
-GenericIf GenericIf::ofShown(TypeRef type, void const* slot) noexcept
+GenericIf GenericIf::ofShownNode(void const* slot) noexcept
 {
-   if (slot == nullptr || type.form == Form::plain) {
-      return GenericIf(type, const_cast<void*>(slot));
-   }
    auto const* const node = *static_cast<Orvo::Node const* const*>(slot);
    return node != nullptr ? ofNode(const_cast<Orvo::Node&>(*node)) : GenericIf(TypeRef{});
 }
@@ -109,22 +115,26 @@ AccessResult GenericIf::size(int number, std::size_t& size) const
 void GenericIf::relatedTypeIs(TypeData const& wanted) const
 {
    if (slot_ == nullptr || type_.form != Form::plain || type_.type == nullptr || !type_.type->isPolymorphic()) {
-      refuse({&wanted, Form::plain});
+      refuse(type_, slot_, {&wanted, Form::plain});
    }
    polymorphicCast(*type_.type, *static_cast<Orvo::Node*>(slot_), wanted);
 }
 
 bool GenericIf::isEqual(GenericIf const& other) const
 {
+   constexpr auto isEntity = [](GenericIf const& one) {
+      return one.slot_ != nullptr && one.type_.form == Form::plain && one.type_.type != nullptr &&
+             one.type_.type->isPolymorphic();
+   };
+   if (isEntity(*this) && isEntity(other)) {
+      return slot_ == other.slot_;
+   }
    typeIs(other.type_);
    other.typeIs(type_);
    if (type_.form != Form::plain) {
       return *static_cast<void**>(slot_) == *static_cast<void**>(other.slot_);
    }
-   if (type_.type->isPolymorphic()) {
-      return slot_ == other.slot_;
-   }
-   if (type_.type->ops.equal == nullptr) {
+   if (type_.type == nullptr || type_.type->ops.equal == nullptr) {
       throw TypeException(Orvo::join("values of type '", nameOf(type_), "' cannot be compared"));
    }
    return type_.type->ops.equal(slot_, other.slot_);
@@ -133,7 +143,7 @@ bool GenericIf::isEqual(GenericIf const& other) const
 std::uint64_t GenericIf::hash() const
 {
    if (type_.type == nullptr || type_.form != Form::plain || slot_ == nullptr) {
-      refuse({type_.type, Form::plain});
+      refuse(type_, slot_, {type_.type, Form::plain});
    }
    if (type_.type->ops.hash == nullptr) {
       GenericIfImpl::throwUnhashableException(*type_.type);
@@ -150,6 +160,9 @@ AccessResult GenericIf::callOne(
    }
    if (result.slot_ != nullptr) {
       result.typeIs(overload->result);
+      if (result.isReadOnly_) {
+         return notAllowed;
+      }
    }
    Detail::callOverload(*overload, slot_, arguments, result.slot_);
    return success;
@@ -161,7 +174,8 @@ AccessResult GenericIf::call(int number, std::span<GenericIf const> arguments, G
    if (attr == nullptr) {
       return noSuchAttribute;
    }
-   if (attr->overloads.empty() || (slot_ == nullptr && attr->kind != Kind::statics)) {
+   bool const isForStatics = slot_ == nullptr || (isReadOnly_ && attr->kind != Kind::computed);
+   if (attr->overloads.empty() || (isForStatics && attr->kind != Kind::statics)) {
       return notAllowed;
    }
    return callOne(attr->overloads, arguments, result);
@@ -180,7 +194,7 @@ AccessResult GenericIf::mutate(
    if (attr == nullptr) {
       return noSuchAttribute;
    }
-   if (attr->collection == nullptr || slot_ == nullptr) {
+   if (attr->collection == nullptr || slot_ == nullptr || isReadOnly_) {
       return notAllowed;
    }
    return callOne(attr->collection->*role, arguments, result);
@@ -199,6 +213,11 @@ AccessResult GenericIf::collectionIs(int number, std::span<GenericIf const> argu
 AccessResult GenericIf::collectionDel(int number, std::span<GenericIf const> arguments, GenericIf const& result) const
 {
    return mutate(number, &CollectionOps::del, arguments, result);
+}
+
+AccessResult GenericIf::collectionDel(int number, std::span<GenericIf const> arguments) const
+{
+   return mutate(number, &CollectionOps::del, arguments, GenericIf(TypeRef{}));
 }
 
 AccessResult GenericIf::collectionDelAll(int number) const

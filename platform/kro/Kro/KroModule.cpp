@@ -4,8 +4,10 @@
 
 #include <Orvo/String.h>
 
-#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <limits>
+#include <utility>
 
 namespace Kro {
 namespace {
@@ -19,54 +21,82 @@ constinit std::uint32_t nextIndex = 0;
    throw ModuleException(Orvo::join("module '", module.name, "' cannot be registered: ", reason));
 }
 
-/// Names of one namespace differ at their ends.
-bool isSame(std::string_view a, std::string_view b) noexcept
+// By the hashes of their names. The records link themselves, so that registering allocates nothing.
+constinit std::array<KroType const*, 512> buckets{};
+
+KroType const*& bucketOf(std::uint32_t hash) noexcept
 {
-   return a.size() == b.size() && (a.empty() || (a.back() == b.back() && a == b));
+   return buckets[hash % buckets.size()];
 }
 
-KroType const* find(std::span<KroType const* const> types, std::string_view name) noexcept
+KroType const* find(std::string_view name, std::uint32_t hash) noexcept
 {
-   for (auto const* type : types) {
-      if (isSame(type->name, name)) {
-         return type;
+   auto const* type = bucketOf(hash);
+   while (type != nullptr && (type->nameHash != hash || type->name != name)) {
+      type = type->nextInBucket;
+   }
+   return type;
+}
+
+/// The first types of a module, among the registered ones until it turns out that another one cannot be.
+class Entry {
+public:
+   explicit Entry(KroModule const& module) : module_(module) {}
+
+   ~Entry()
+   {
+      if (!isKept_) {
+         // Back to front: each is the first of its bucket then.
+         for (; count_ > 0; --count_) {
+            auto const* type = module_.types[count_ - 1];
+            bucketOf(type->nameHash) = std::exchange(type->nextInBucket, nullptr);
+         }
       }
    }
-   return nullptr;
-}
 
-KroType const* findRegistered(std::string_view name) noexcept
-{
-   for (auto const* module = modules; module != nullptr; module = module->next) {
-      if (auto const* found = find(module->types, name)) {
-         return found;
+   Entry(Entry const&) = delete;
+   Entry& operator=(Entry const&) = delete;
+
+   void keep() noexcept { isKept_ = true; }
+
+   void add(KroType const& type)
+   {
+      check(type);
+      type.nextInBucket = std::exchange(bucketOf(type.nameHash), &type);
+      ++count_;
+   }
+
+private:
+   void check(KroType const& type) const
+   {
+      if (type.module != &module_) {
+         refuse(module_, Orvo::join("the record of its type '", type.name, "' names another module"));
+      }
+      if (auto const* known = find(type.name, type.nameHash)) {
+         refuse(
+            module_,
+            known->module == &module_
+               ? Orvo::join("it holds two types named '", type.name, "'")
+               : Orvo::join("type '", type.name, "' is registered already by module '", known->module->name, "'"));
+      }
+      if (type.base != nullptr && !isKnown(*static_cast<KroType const*>(type.base))) {
+         refuse(
+            module_, Orvo::join(
+                        "the base '", type.base->name, "' of its type '", type.name,
+                        "' is neither registered nor earlier in this module"));
       }
    }
-   return nullptr;
-}
 
-void checkType(KroModule const& module, std::size_t position)
-{
-   auto const& type = *module.types[position];
-   if (type.module != &module) {
-      refuse(module, Orvo::join("the record of its type '", type.name, "' names another module"));
+   bool isKnown(KroType const& base) const noexcept
+   {
+      return base.module == &module_ ? find(base.name, base.nameHash) == &base
+                                     : base.module != nullptr && base.module->isRegistered;
    }
-   if (auto const* known = findRegistered(type.name)) {
-      refuse(module, Orvo::join("type '", type.name, "' is registered already by module '", known->module->name, "'"));
-   }
-   auto const earlier = module.types.first(position);
-   if (find(earlier, type.name) != nullptr) {
-      refuse(module, Orvo::join("it holds two types named '", type.name, "'"));
-   }
-   bool const isBaseKnown = type.base == nullptr || (type.base->module != nullptr && type.base->module->isRegistered) ||
-                            std::find(earlier.begin(), earlier.end(), type.base) != earlier.end();
-   if (!isBaseKnown) {
-      refuse(
-         module, Orvo::join(
-                    "the base '", type.base->name, "' of its type '", type.name,
-                    "' is neither registered nor earlier in this module"));
-   }
-}
+
+   KroModule const& module_;
+   std::size_t count_ = 0;
+   bool isKept_ = false;
+};
 
 } // namespace
 
@@ -81,9 +111,11 @@ void kroModuleIs(KroModule& module)
    if (nextIndex + module.types.size() > std::numeric_limits<std::uint16_t>::max() + std::size_t{1}) {
       refuse(module, "the process has no type index left");
    }
-   for (std::size_t i = 0; i < module.types.size(); ++i) {
-      checkType(module, i);
+   Entry entry(module);
+   for (auto const* type : module.types) {
+      entry.add(*type);
    }
+   entry.keep();
    module.firstIndex = static_cast<std::uint16_t>(nextIndex);
    nextIndex += static_cast<std::uint32_t>(module.types.size());
    module.isRegistered = true;
@@ -107,12 +139,12 @@ KroModule const* findModule(std::string_view name) noexcept
 
 KroType const* findType(std::string_view name) noexcept
 {
-   return findRegistered(name);
+   return find(name, Detail::hashOfName(name));
 }
 
 KroType const& typeNode(std::string_view name)
 {
-   if (auto const* type = findRegistered(name)) {
+   if (auto const* type = findType(name)) {
       return *type;
    }
    throw TypeNotFoundException(Orvo::join("no registered type is named '", name, "'"));

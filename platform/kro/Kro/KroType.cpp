@@ -9,6 +9,13 @@
 #include <algorithm>
 
 namespace Kro {
+
+constinit KroAttr const NameIndex::noAttr = [] {
+   KroAttr attr;
+   attr.ends = {1, 0}; // no empty name has ends
+   return attr;
+}();
+
 namespace {
 
 /// For types without an index of numbers.
@@ -19,14 +26,20 @@ KroAttr const* searchOwnAttr(TypeData const& type, int number) noexcept
    return at != type.attrs.end() && at->number == number ? &*at : nullptr;
 }
 
-KroAttr const* findNamed(TypeData const& own, std::string_view wanted) noexcept
+KroAttr const* findOwn(TypeData const& type, std::string_view wanted, Detail::NameEnds const& ends) noexcept
 {
-   for (auto const* type = &own; type != nullptr; type = type->base) {
-      if (auto const* found = type->byName != nullptr ? type->byName(wanted) : nullptr) {
-         return found;
-      }
+   if (type.names.isPerfect) {
+      return Detail::probe(type.names, wanted, ends);
    }
-   return nullptr;
+   auto const at = std::find_if(
+      type.attrs.begin(), type.attrs.end(), [&](KroAttr const& attr) { return Detail::hasName(attr, wanted, ends); });
+   return at != type.attrs.end() ? &*at : nullptr;
+}
+
+// Apart, so that finding keeps no room for the text.
+[[noreturn, gnu::noinline]] void refuseName(TypeData const& type, std::string_view wanted)
+{
+   throw AttrNotFoundException(Orvo::join("type '", type.name, "' has no attribute '", wanted, "'"));
 }
 
 } // namespace
@@ -42,17 +55,24 @@ KroAttr const* KroTypeBase::searchAttr(int number) const noexcept
    return base != nullptr ? static_cast<KroType const*>(base)->findAttr(number) : nullptr;
 }
 
-KroAttr const* KroTypeBase::findAttr(std::string_view wanted) const noexcept
+KroAttr const* KroTypeBase::searchAttr(std::string_view wanted) const noexcept
 {
-   return findNamed(*this, wanted);
+   Detail::NameEnds const ends(wanted);
+   for (TypeData const* type = this; type != nullptr; type = type->base) {
+      if (auto const* found = findOwn(*type, wanted, ends)) {
+         return found;
+      }
+   }
+   return nullptr;
 }
 
 KroAttr const& KroTypeBase::attr(std::string_view wanted) const
 {
-   if (auto const* found = findNamed(*this, wanted)) {
-      return *found;
+   auto const* found = findAttr(wanted);
+   if (found == nullptr) [[unlikely]] {
+      refuseName(*this, wanted);
    }
-   throw AttrNotFoundException(Orvo::join("type '", name, "' has no attribute '", wanted, "'"));
+   return *found;
 }
 
 bool KroTypeBase::isA(TypeData const& wanted) const noexcept

@@ -5,6 +5,21 @@
 #include <vector>
 
 namespace Kro::Detail {
+namespace {
+
+// Apart, so that a usual call keeps no room for a vector.
+[[gnu::noinline]] void
+callWithMany(Overload const& overload, void* object, std::span<GenericIf const> arguments, void* result)
+{
+   std::vector<void*> slots;
+   slots.reserve(arguments.size());
+   for (auto const& one : arguments) {
+      slots.push_back(one.voidPtr());
+   }
+   overload.call(object, slots.data(), result);
+}
+
+} // namespace
 
 Overload const* findOverload(std::span<Overload const> overloads, std::span<GenericIf const> arguments) noexcept
 {
@@ -19,11 +34,14 @@ Overload const* findOverload(std::span<Overload const> overloads, std::span<Gene
 void callOverload(Overload const& overload, void* object, std::span<GenericIf const> arguments, void* result)
 {
    constexpr std::size_t usual = 8;
-   std::array<void*, usual> few{};
-   std::vector<void*> many(arguments.size() > usual ? arguments.size() : 0);
-   void** const slots = many.empty() ? few.data() : many.data();
-   std::transform(arguments.begin(), arguments.end(), slots, [](GenericIf const& one) { return one.voidPtr(); });
-   overload.call(object, slots, result);
+   if (arguments.size() > usual) [[unlikely]] {
+      callWithMany(overload, object, arguments, result);
+      return;
+   }
+   std::array<void*, usual> slots; // what is not filled is not read
+   std::transform(
+      arguments.begin(), arguments.end(), slots.begin(), [](GenericIf const& one) { return one.voidPtr(); });
+   overload.call(object, slots.data(), result);
 }
 
 } // namespace Kro::Detail

@@ -21,6 +21,22 @@ struct Table;
 
 namespace Detail {
 
+/// Reads an attribute: code for each type of value, not for each attribute.
+template <bool isFirst, bool isLast, class Value>
+[[gnu::noinline]] void readValue(CharRange& text, std::string_view typeName, std::string_view name, Value& value)
+{
+   static_cast<void>(typeName);
+   if constexpr (isFirst && isLast) {
+      desAttrOnly(text, typeName, name, value);
+   } else if constexpr (isFirst) {
+      desAttrPre(text, typeName, name, value);
+   } else if constexpr (isLast) {
+      desAttrPost(text, name, value);
+   } else {
+      desAttrIntra(text, name, value);
+   }
+}
+
 /// What is generated from the table of a Declaration.
 template <class T, class Declaration, class TableType>
 struct Glue;
@@ -29,17 +45,6 @@ template <class T, class Declaration, class Base, class... Entry>
 struct Glue<T, Declaration, Table<T, Base, Entry...>> {
    using BaseType = Base;
    static constexpr auto const& table = Declaration::table;
-
-   static KroAttr const* byName(std::string_view name) noexcept
-   {
-      KroAttr const* found = nullptr;
-      [&]<std::size_t... I>(std::index_sequence<I...>)
-      {
-         static_cast<void>(((isAttribute<I>(name) && (found = &table.attrs[I], true)) || ...));
-      }
-      (positions);
-      return found;
-   }
 
    /// Values first, then collections, each in table order.
    static bool equal(T const& a, T const& b)
@@ -105,6 +110,8 @@ struct Glue<T, Declaration, Table<T, Base, Entry...>> {
       using Marked = decltype(markedArguments(positions));
       if constexpr (sizeof...(Constructor) != 0) {
          return constructorList<T, Constructor...>;
+      } else if constexpr (std::is_abstract_v<T>) {
+         return {};
       } else if constexpr (std::tuple_size_v<Marked> != 0) {
          return constructorList<T, ConstructorFrom<Marked>>;
       } else if constexpr (isNamed<T>) {
@@ -130,7 +137,8 @@ struct Glue<T, Declaration, Table<T, Base, Entry...>> {
       data.attrs = table.attrs;
       data.byNumber = table.byNumber;
       data.firstNumber = table.first;
-      data.byName = byName;
+      auto const& names = table.names;
+      data.names = {table.attrs.data(), names.slots.data(), names.seed, names.slotCount - 1, names.isPerfect};
       return data;
    }
 
@@ -146,14 +154,6 @@ private:
          return true;
       }
    }();
-
-   /// Length and characters are constants: a few compares, no call.
-   template <std::size_t I>
-   static bool isAttribute(std::string_view name) noexcept
-   {
-      constexpr std::string_view own = table.attrs[I].name;
-      return name.size() == own.size() && std::char_traits<char>::compare(name.data(), own.data(), own.size()) == 0;
-   }
 
    /// Attributes of another kind, and those not compared, need no `==`.
    template <Kind kind, class One, std::size_t I>
@@ -181,17 +181,8 @@ private:
    {
       if constexpr (One::kind == Kind::value) {
          static_assert(One::isReadable, "a text cannot be read into this attribute");
-         auto& attribute = value.*One::data;
-         constexpr std::string_view name = table.attrs[I].name;
-         if constexpr (valueCount == 1) {
-            desAttrOnly(text, typeOf<T>()->name, name, attribute);
-         } else if constexpr (valuesBefore<I> == 0) {
-            desAttrPre(text, typeOf<T>()->name, name, attribute);
-         } else if constexpr (valuesBefore<I> == valueCount - 1) {
-            desAttrPost(text, name, attribute);
-         } else {
-            desAttrIntra(text, name, attribute);
-         }
+         readValue<valuesBefore<I> == 0, valuesBefore<I> == valueCount - 1>(
+            text, typeOf<T>()->name, table.attrs[I].name, value.*One::data);
       }
    }
 
@@ -206,6 +197,7 @@ private:
    static auto markedArgument()
    {
       if constexpr ((table.attrs[I].flags & ctorArg) != 0) {
+         static_assert(One::kind == Kind::value, "an argument of the constructor is a value");
          return std::tuple<std::type_identity<typename One::Value>>();
       } else {
          return std::tuple<>();

@@ -62,18 +62,29 @@ std::string listOf(Range const& types)
    throw TypeException(Orvo::join("a value of type '", nameOf(type), "' ", reason));
 }
 
+/// @return `type`, when values of it do what `op` does; pointers can be null and be copied
+template <class Op>
+TypeRef able(TypeRef type, Op ValueOps::*op, char const* reason)
+{
+   bool const isAble = type.type != nullptr && (type.form == Form::plain ? type.type->ops.*op != nullptr
+                                                : type.form == Form::ptr ? type.type->isPolymorphic()
+                                                                         : true);
+   if (!isAble) {
+      refuseValue(type, reason);
+   }
+   return type;
+}
+
 } // namespace
 
 Slot::Slot(Empty, TypeRef type) : type_(type), room_(::operator new(sizeOf(type), alignmentOf(type))) {}
 
-Slot::Slot(TypeRef type) : Slot(Empty{}, type)
+Slot::Slot(TypeRef type) : Slot(Empty{}, able(type, &ValueOps::init, "has no default"))
 {
-   if (type.form != Form::plain) {
-      pointerIn(room_) = nullptr;
-   } else if (type.type->ops.init != nullptr) {
+   if (type.form == Form::plain) {
       type.type->ops.init(room_);
    } else {
-      refuseValue(type, "has no default");
+      pointerIn(room_) = nullptr;
    }
    isMade_ = true;
 }
@@ -129,11 +140,8 @@ Slot Slot::copyOf(GenericIf const& from)
 {
    auto const type = from.type();
    from.typeIs(type);
-   Slot slot(Empty{}, type);
+   Slot slot(Empty{}, able(type, &ValueOps::copy, "cannot be copied"));
    if (type.form == Form::plain) {
-      if (type.type->ops.copy == nullptr) {
-         refuseValue(type, "cannot be copied");
-      }
       type.type->ops.copy(slot.room_, from.voidPtr());
    } else {
       pointerIn(slot.room_) = pointerIn(from.voidPtr());
@@ -147,7 +155,7 @@ Slot Slot::copyOf(GenericIf const& from)
 
 Slot Slot::read(TypeRef type, std::string_view text)
 {
-   if (type.form != Form::plain || type.type->ops.read == nullptr) {
+   if (type.form != Form::plain || type.type == nullptr || type.type->ops.read == nullptr) {
       refuseValue(type, "cannot be read from text");
    }
    CharRange range(text);

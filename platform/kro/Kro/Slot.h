@@ -41,7 +41,7 @@ public:
    static Slot read(TypeRef type, std::string_view text);
 
    /// @return an Orvo::Ptr of the type, which keeps a reference to the entity; a null one for a null entity
-   /// @throws TypeException when the entity is of an unrelated type
+   /// @throws TypeException when the entity is of an unrelated type, or `type` is no entity type
    static Slot pointerTo(KroType const& type, Orvo::Node* entity);
 
    /// @return the interface of the slot (borrowed: valid while this slot lives and is not moved from)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kro/NameIndex.h>
 #include <Kro/RecordGlue.h>
 #include <Kro/TableGlue.h>
 
@@ -21,7 +22,7 @@ namespace Kro {
 ///     };
 ///     constinit Kro::KroType const Chunk::kroType = Kro::valueType<Chunk, Chunk::Declaration>("Chunk", &module);
 ///
-/// Numbers out of order, a name used twice and a reactor without its collection do not compile. A `Ptr<T const>` has no
+/// Numbers out of order, a name used twice or empty and a reactor without its collection do not compile. A `Ptr<T const>` has no
 /// slot type; a raw `T const*` counts as a `T*`.
 
 /// A value held in a data member, or read by a getter (then read-only) when `member` is a function. In a value type a
@@ -100,23 +101,28 @@ inline constexpr Detail::Overloaded<A...> overload{};
 template <class T, class Base, class... Entry>
 struct Table {
    static_assert(sizeof...(Entry) != 0, "a table has at least one attribute");
+   static_assert(sizeof...(Entry) < noAttribute, "a table has at most 254 attributes");
    static_assert(std::is_void_v<Base> || std::derived_from<T, Base>, "attributes are inherited from a base class");
 
    static constexpr std::size_t count = sizeof...(Entry);
    static constexpr std::int16_t first = std::min({Entry::number...});
    static constexpr std::size_t span = static_cast<std::size_t>(std::max({Entry::number...}) - first) + 1;
    /// Numbers far apart are searched instead of being looked up.
-   static constexpr bool isDense = span <= 256 && count < 0xff;
+   static constexpr bool isDense = span <= 256;
 
    std::array<KroAttr, count> attrs;
    std::array<std::uint8_t, isDense ? span : 0> byNumber{};
+   Detail::NameSlots<count> names;
 
-   consteval explicit Table(Entry const&... entry) : attrs{entry.template attr<T>()...}
+   consteval explicit Table(Entry const&... entry) : attrs{entry.template attr<T>()...}, names(named(attrs))
    {
-      byNumber.fill(0xff);
+      byNumber.fill(noAttribute);
       for (std::size_t i = 0; i < count; ++i) {
          if (i != 0 && attrs[i].number <= attrs[i - 1].number) {
             throw "attribute numbers must ascend";
+         }
+         if (attrs[i].name.empty()) {
+            throw "an attribute has a name";
          }
          for (std::size_t k = 0; k < i; ++k) {
             if (attrs[k].name == attrs[i].name) {
@@ -133,6 +139,14 @@ struct Table {
    }
 
 private:
+   static constexpr std::array<KroAttr, count> const& named(std::array<KroAttr, count>& attrs)
+   {
+      for (auto& attr : attrs) {
+         attr.ends = Detail::NameEnds(attr.name);
+      }
+      return attrs;
+   }
+
    constexpr bool watchesCollection(std::string_view reactor) const
    {
       return std::any_of(attrs.begin(), attrs.end(), [&](KroAttr const& attr) {
@@ -169,7 +183,7 @@ void readByTable(CharRange& text, T& value)
 }
 
 /// A constructor of T that reflection can call, by its parameters: an argument of `valueType` and `entityType`. Without any,
-/// it is the one whose parameters are the attributes marked `ctorArg`, in table order; without such attributes the
+/// it is the one whose parameters are its own attributes marked `ctorArg`, in table order; without such attributes the
 /// default constructor, or, for an entity type, the one from a name.
 template <class... Argument>
 using constructor = Detail::Constructor<Argument...>;
@@ -185,6 +199,9 @@ consteval KroType valueType(std::string_view name, KroModule const* module)
 {
    using Glue = Detail::GlueOf<T, Declaration>;
    static_assert(std::is_void_v<typename Glue::BaseType>, "a value type inherits no attributes");
+   if (name.find_first_of("(){},=\"") != std::string_view::npos) {
+      throw "a value type's name holds nothing that parts or closes values";
+   }
    auto data = Glue::record(name, module, TypeKind::value);
    data.ops = Detail::valueOps<T>();
    data.ops.equal = Glue::equalErased;

@@ -33,6 +33,23 @@ private:
    Orvo::Node const* node_;
 };
 
+/// Assigns; what is not copied by its bytes alone by code for each type of value, not for each attribute.
+template <class Value>
+[[gnu::noinline]] void assignApart(Value& to, Value const& from)
+{
+   to = from;
+}
+
+template <class Value>
+void assignValue(Value& to, Value const& from)
+{
+   if constexpr (std::is_trivially_copy_assignable_v<Value>) {
+      to = from;
+   } else {
+      assignApart(to, from);
+   }
+}
+
 template <class M>
 struct MemberOf;
 
@@ -113,7 +130,9 @@ struct ValueEntry : EntryBase<N, Kind::value> {
       if constexpr (std::is_member_object_pointer_v<decltype(member)>) {
          attr.type = typeRefOf<Value>();
          attr.size = sizeof(Value);
-         attr.get = [](void const* object, void* out) { *static_cast<Value*>(out) = objectOf<T>(object).*member; };
+         attr.get = [](void const* object, void* out) {
+            assignValue(*static_cast<Value*>(out), objectOf<T>(object).*member);
+         };
          attr.show = [](void const* object, Visitor visitor, void* context) {
             visitor(context, nullptr, Shown(objectOf<T>(object).*member).slot());
          };
@@ -122,7 +141,7 @@ struct ValueEntry : EntryBase<N, Kind::value> {
          } else {
             if ((flags & readOnly) == 0) {
                attr.set = [](void* object, void const* in) {
-                  objectOf<T>(object).*member = *static_cast<Value const*>(in);
+                  assignValue(objectOf<T>(object).*member, *static_cast<Value const*>(in));
                };
             }
          }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kro/Export.h>
+#include <Kro/NameEnds.h>
 
 #include <Orvo/Ptr.h>
 #include <Orvo/String.h>
@@ -19,6 +20,7 @@ namespace Kro {
 
 class CharRange;
 class Entity;
+class TextBuffer;
 struct KroAttr;
 struct KroModule;
 struct TypeData;
@@ -68,7 +70,7 @@ struct ValueOps {
    bool (*equal)(void const* a, void const* b);
    void (*assign)(void* to, void const* from);
    std::uint64_t (*hash)(void const* value);
-   void (*appendText)(std::string& text, void const* value); ///< leaf types alone; others print by their table
+   void (*appendText)(TextBuffer& text, void const* value); ///< leaf types alone; others print by their table
    /// Makes a value in the room at `to` from what stands at the begin of the range, and advances past it; a value type
    /// has to consume the range completely. Null when it could; else what was expected instead, the range stands
    /// there, and there is no value. A value type's reader throws ParseException itself.
@@ -110,6 +112,9 @@ struct CollectionOps {
    std::span<Overload const> delAll; ///< empties
 };
 
+/// A position at which there is no attribute.
+inline constexpr std::uint8_t noAttribute = 0xff;
+
 /// One attribute of a type. Constant data.
 struct KroAttr {
    std::int16_t number = 0; ///< also its identifier in descriptions; unique in its type
@@ -124,6 +129,7 @@ struct KroAttr {
    void (*show)(void const* object, Visitor visitor, void* context) = nullptr;
    std::span<Overload const> overloads{};     ///< of operations, computed, statics and reactors
    CollectionOps const* collection = nullptr; ///< of collections
+   Detail::NameEnds ends{};                   ///< of the name
 
    /// Reads this attribute of the object behind `object` into the slot behind `out`.
    /// @throws TypeException when the slot is not of exactly this attribute's type, when the object's type does not have
@@ -143,6 +149,19 @@ enum class TypeKind : std::uint8_t {
    entity ///< reference-counted node with identity
 };
 
+/// Where in a type's list an attribute stands, by its name. Constant data that is generated from the table.
+struct NameIndex {
+   /// Stands for the attributes of a type that has none; no name is its.
+   static KRO_EXPORT KroAttr const noAttr;
+   static constexpr std::uint8_t first = 0;
+
+   KroAttr const* attrs = &noAttr;
+   std::uint8_t const* slots = &first; ///< each the position of an attribute; a name has one slot
+   std::uint64_t seed = 0;
+   std::size_t mask = 0;  ///< number of slots, a power of two, less 1
+   bool isPerfect = true; ///< no two names have the same slot: what is not in its slot is not there
+};
+
 /// The record of a type: constant data, one definition in the process, compared by address.
 ///
 /// Objects are passed by `void*`: of a value type the address of the object, of an entity type the address of its
@@ -152,12 +171,13 @@ struct TypeData {
    KroModule const* module = nullptr;
    TypeData const* base = nullptr; ///< whose attributes are inherited; null: none
    TypeKind kind = TypeKind::leaf;
-   std::uint32_t size = 0;                 ///< of an object, in bytes
-   std::uint32_t alignment = 0;            ///< of an object, in bytes
-   std::span<KroAttr const> attrs;         ///< its own, in the order of declaration, numbers ascending
-   std::span<std::uint8_t const> byNumber; ///< position in `attrs` of number firstNumber + i, or 0xff; empty: search
+   std::uint32_t size = 0;         ///< of an object, in bytes
+   std::uint32_t alignment = 0;    ///< of an object, in bytes
+   std::span<KroAttr const> attrs; ///< its own, in the order of declaration, numbers ascending
+   /// Position in `attrs` of number firstNumber + i, or noAttribute; empty: to be searched for.
+   std::span<std::uint8_t const> byNumber;
    std::int16_t firstNumber = 0;
-   KroAttr const* (*byName)(std::string_view name) noexcept = nullptr; ///< among its own
+   NameIndex names{}; ///< of its own attributes
    ValueOps ops{};
    PointerOps pointer{}; ///< of entity types
    /// How an object is made from arguments. The result of a value type is made in the room that `call` is given; the

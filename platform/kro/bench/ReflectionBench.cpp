@@ -1,5 +1,6 @@
 #include <Kro/GenericIf.h>
 #include <Kro/KroModule.h>
+#include <Kro/OrderedMap.h>
 #include <Kro/Table.h>
 
 #include <benchmark/benchmark.h>
@@ -10,8 +11,9 @@
 #include <string_view>
 #include <vector>
 
-// Reflection, ns an access: a number of 32 bits by its attribute's number and name beside a virtual getter and setter;
-// equality of a value with 4 fields beside the compiler's own; a type by its name among those of this program.
+// Reflection, ns an access: a number of 32 bits by its attribute's number and name, and an operation, beside a virtual
+// getter and setter; equality of a value with 4 fields beside the compiler's own; a walk over a collection beside a
+// range-for, all elements together; a type by its name among those of this program.
 
 namespace {
 
@@ -47,11 +49,29 @@ struct Plain {
    friend bool operator==(Plain const&, Plain const&) = default;
 };
 
+class KroNumber final : public Kro::OrderedNode<KroNumber, std::int32_t, std::uint32_t> {
+public:
+   using OrderedNode::OrderedNode;
+   static Kro::AllocTrackTypeInfo memAllocationTracker_;
+};
+
+constinit Kro::AllocTrackTypeInfo KroNumber::memAllocationTracker_{sizeof(KroNumber), "Bench::KroNumber"};
+
+struct Numbers {
+   Kro::OrderedMap<KroNumber> number;
+
+   static Kro::KroType const kroType;
+
+   struct Declaration;
+};
+
 struct Sut {
    Orvo::String attribute;
    Orvo::String name;
    std::uint32_t size = 0;
    bool isOpen = false;
+
+   void sizeIs(std::uint32_t newSize) { size = newSize; }
 
    static Kro::KroType const kroType;
 
@@ -64,8 +84,13 @@ struct Sut::Declaration {
    // clang-format off: a row for each attribute
    static constexpr auto table = Kro::table<Sut>(
       Kro::value<2, &Sut::attribute>("nameAttribute"), Kro::value<3, &Sut::name>("name"),
-      Kro::value<4, &Sut::size>("size"), Kro::value<5, &Sut::isOpen>("isOpen"));
+      Kro::value<4, &Sut::size>("size"), Kro::value<5, &Sut::isOpen>("isOpen"),
+      Kro::operation<6, &Sut::sizeIs>("sizeIs"));
    // clang-format on
+};
+
+struct Numbers::Declaration {
+   static constexpr auto table = Kro::table<Numbers>(Kro::collection<2, &Numbers::number>("number"));
 };
 
 bool operator==(Sut const& a, Sut const& b)
@@ -75,7 +100,9 @@ bool operator==(Sut const& a, Sut const& b)
 
 extern Kro::KroModule benchModule;
 constinit Kro::KroType const Sut::kroType = Kro::valueType<Sut, Sut::Declaration>("Bench::Sut", &benchModule);
-constexpr Kro::KroType const* types[] = {&Sut::kroType};
+constinit Kro::KroType const Numbers::kroType =
+   Kro::valueType<Numbers, Numbers::Declaration>("Bench::Numbers", &benchModule);
+constexpr Kro::KroType const* types[] = {&Sut::kroType, &Numbers::kroType};
 constinit Kro::KroModule benchModule{"Bench", "ReflectionBench", types, {}};
 [[maybe_unused]] bool const isRegistered = (Kro::kroModuleIs(benchModule), true);
 
@@ -121,7 +148,24 @@ void getByName(benchmark::State& state)
    for (auto _ : state) {
       benchmark::DoNotOptimize(name);
       benchmark::DoNotOptimize(sut);
-      Sut::kroType.attr(name).genericIfGet(sut, Kro::GenericIf::of(size));
+      benchmark::DoNotOptimize(sut.get(name, Kro::GenericIf::of(size)));
+      benchmark::DoNotOptimize(size);
+   }
+}
+
+/// The attribute by its name, apart from reading it: both may throw.
+void getByAttr(benchmark::State& state)
+{
+   Sut object;
+   auto sut = Kro::GenericIf::of(object);
+   std::string_view name = "size";
+   std::uint32_t size = 0;
+   auto const* type = &Sut::kroType;
+   for (auto _ : state) {
+      benchmark::DoNotOptimize(name);
+      benchmark::DoNotOptimize(type);
+      benchmark::DoNotOptimize(sut);
+      type->attr(name).genericIfGet(sut, Kro::GenericIf::of(size));
       benchmark::DoNotOptimize(size);
    }
 }
@@ -154,6 +198,72 @@ void setByNumber(benchmark::State& state)
    }
 }
 
+void setByName(benchmark::State& state)
+{
+   Sut object;
+   auto sut = Kro::GenericIf::of(object);
+   std::string_view name = "size";
+   std::uint32_t size = 7;
+   for (auto _ : state) {
+      benchmark::DoNotOptimize(name);
+      benchmark::DoNotOptimize(sut);
+      benchmark::DoNotOptimize(size);
+      benchmark::DoNotOptimize(sut.set(name, Kro::GenericIf::of(size)));
+      benchmark::ClobberMemory();
+   }
+}
+
+void callOperation(benchmark::State& state)
+{
+   Sut object;
+   auto sut = Kro::GenericIf::of(object);
+   int number = 6;
+   std::uint32_t size = 7;
+   Kro::GenericIf const arguments[] = {Kro::GenericIf::of(size)};
+   for (auto _ : state) {
+      benchmark::DoNotOptimize(number);
+      benchmark::DoNotOptimize(sut);
+      benchmark::DoNotOptimize(size);
+      benchmark::DoNotOptimize(sut.call(number, arguments));
+      benchmark::ClobberMemory();
+   }
+}
+
+Numbers numbers(std::int64_t count)
+{
+   Numbers all;
+   for (std::int32_t i = 0; i < count; ++i) {
+      all.number.is(i, 1);
+   }
+   return all;
+}
+
+void rangeFor(benchmark::State& state)
+{
+   auto const all = numbers(state.range(0));
+   for (auto _ : state) {
+      std::uint32_t sum = 0;
+      for (auto const& number : all.number) {
+         sum += number;
+      }
+      benchmark::DoNotOptimize(sum);
+   }
+}
+
+void visit(benchmark::State& state)
+{
+   auto const all = numbers(state.range(0));
+   auto const sut = Kro::GenericIf::of(all);
+   for (auto _ : state) {
+      std::uint32_t sum = 0;
+      static_cast<void>(sut.visit(2, [&sum](Kro::GenericIf const&, Kro::GenericIf const& element) {
+         sum += element.as<std::uint32_t>();
+         return true;
+      }));
+      benchmark::DoNotOptimize(sum);
+   }
+}
+
 /// Equal, not the same object: all fields are compared. The names are 12 characters long, or 40.
 template <class Value>
 void equal(benchmark::State& state)
@@ -180,8 +290,13 @@ void typeNode(benchmark::State& state)
 BENCHMARK(virtualGetter);
 BENCHMARK(getByNumber);
 BENCHMARK(getByName);
+BENCHMARK(getByAttr);
 BENCHMARK(virtualSetter);
 BENCHMARK(setByNumber);
+BENCHMARK(setByName);
+BENCHMARK(callOperation);
+BENCHMARK(rangeFor)->Arg(16)->Arg(1000);
+BENCHMARK(visit)->Arg(16)->Arg(1000);
 BENCHMARK(equal<Plain>)->Arg(12)->Arg(40);
 BENCHMARK(equal<Sut>)->Arg(12)->Arg(40);
 BENCHMARK(typeNode);

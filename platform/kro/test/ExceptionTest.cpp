@@ -89,5 +89,20 @@ TEST(Exception, throwNewEntityArgsNamesTypeAndEntityAndReason)
       "an entity of type 'Test::Card' named 'a/b' cannot be made: it is broken");
 }
 
+TEST(Exception, throwNewEntityArgsForAnObjectWithoutNameNamesTypeAndReason)
+{
+   EXPECT_EQ(
+      messageOf<NewEntityArgsException>([] { throwNewEntityArgsException("Test::Card", "it is broken"); }),
+      "an object of type 'Test::Card' cannot be made: it is broken");
+}
+
+TEST(Exception, throwMutatorReinstantiatingNamesTheMember)
+{
+   EXPECT_EQ(
+      messageOf<ReinstantiatingException>(
+         [] { throwMutatorReinstantiating(::Test::testModule, "size", 1, 2, "chunk 'a'"); }),
+      "Test/Card chunk 'a': size=2 is asked for, but size=1 exists");
+}
+
 } // namespace
 } // namespace Kro

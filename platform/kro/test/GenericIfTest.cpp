@@ -5,7 +5,6 @@
 
 #include <Kro/Entity.h>
 #include <Kro/Exception.h>
-#include <Kro/Table.h>
 
 #include <gtest/gtest.h>
 
@@ -306,47 +305,6 @@ TEST_F(GenericIfTest, callReachesReactors)
    EXPECT_EQ(card->handled, std::vector<Orvo::String>{"p"});
 }
 
-TEST_F(GenericIfTest, collectionsChangeByTheOwnersMutators)
-{
-   Port port("p", 4);
-   std::uint32_t removed = 0;
-   std::int32_t id = 5;
-   std::uint32_t limit = 50;
-   Orvo::String name = "p";
-
-   EXPECT_EQ(sut.collectionIs(263, std::array{GenericIf::of(port)}), Kro::success);
-   EXPECT_EQ(sut.collectionDel(263, std::array{GenericIf::of(name)}, GenericIf(Kro::TypeRef{})), Kro::success);
-   EXPECT_EQ(sut.collectionIs(264, std::array{GenericIf::of(id), GenericIf::of(limit)}), Kro::success);
-   EXPECT_EQ(sut.collectionDel(264, std::array{GenericIf::of(id)}, GenericIf::of(removed)), Kro::success);
-   EXPECT_EQ(sut.collectionIs(263, std::array{GenericIf::of(port)}), Kro::success);
-   EXPECT_EQ(sut.collectionDelAll(263), Kro::success);
-
-   EXPECT_EQ(removed, 50U);
-   EXPECT_EQ(card->handled, (std::vector<Orvo::String>{"p", "p", "p"})) << "the owner's reactor was called";
-}
-
-TEST_F(GenericIfTest, collectionMutatorsWithOtherArgumentsAreNotAllowed)
-{
-   Orvo::String name = "p";
-
-   EXPECT_EQ(sut.collectionIs(263, std::array{GenericIf::of(name)}), Kro::notAllowed);
-   EXPECT_EQ(sut.collectionDel(265, std::array{GenericIf::of(name)}, GenericIf(Kro::TypeRef{})), Kro::notAllowed);
-   EXPECT_TRUE(card->handled.empty());
-}
-
-TEST_F(GenericIfTest, collectionDelGivesThePointerThatItRemoved)
-{
-   std::int32_t id = -3;
-   card->laneIs(id, 10);
-   Orvo::Ptr<Lane> lane;
-
-   EXPECT_EQ(sut.collectionDel(266, std::array{GenericIf::of(id)}, GenericIf::of(lane)), Kro::success);
-
-   ASSERT_NE(lane, nullptr);
-   EXPECT_EQ(lane->useCount(), 1U);
-   EXPECT_EQ(lane->key(), -3);
-}
-
 TEST_F(GenericIfTest, genericIfGetReadsAnAttributeOfTheObjectsTypeOrItsBases)
 {
    std::int64_t serial = 0;
@@ -399,8 +357,6 @@ TEST(GenericIf, throwUnhashableNamesTheType)
       "a value of type 'Test::Odd' has no hash");
 }
 
-} // namespace
-
 TEST(GenericIf, hashIsThatOfTheValue)
 {
    Orvo::String text("ring");
@@ -427,57 +383,5 @@ TEST(GenericIf, hashOfAPointerIsRefused)
    EXPECT_THROW(static_cast<void>(GenericIf::of(none).hash()), Kro::TypeException);
 }
 
-/// An entity whose Orvo::Node does not lie at its start.
-struct Ahead {
-   std::uint64_t bytes = 0x1111;
-};
-
-class Shifted final : public Ahead, public Kro::Entity {
-public:
-   explicit Shifted(Orvo::String const& name) : Entity(name) {}
-
-   ~Shifted() override { nodeFlagSet(flagDeleteOnLastUser, false); }
-
-   Kro::TypeData const& typeData() const noexcept override { return kroType; }
-
-   std::uint32_t sum(Shifted const& other) const { return number + other.number; }
-
-   static Kro::KroType const kroType;
-   struct Declaration;
-
-   std::uint32_t number = 7;
-};
-
-struct Shifted::Declaration {
-   static constexpr auto table =
-      Kro::table<Shifted>(Kro::value<2, &Shifted::number>("number"), Kro::operation<3, &Shifted::sum>("sum"));
-};
-
-constinit Kro::KroType const Shifted::kroType = Kro::entityType<Shifted, Shifted::Declaration>("Shifted", nullptr);
-
-TEST(GenericIf, reachesAnEntityWhereverItsNodeLies)
-{
-   auto const entity = Orvo::make<Shifted>("s");
-   auto const sut = Kro::GenericIf::of(*entity);
-   std::uint32_t number = 0;
-
-   EXPECT_EQ(sut.get(2, Kro::GenericIf::of(number)), Kro::success);
-
-   EXPECT_EQ(number, 7U);
-   EXPECT_EQ(&sut.as<Shifted>(), entity.get());
-   EXPECT_EQ(&Kro::GenericIf::ofNode(*entity).as<Shifted>(), entity.get());
-}
-
-TEST(GenericIf, passesAnEntityAsArgumentWhereverItsNodeLies)
-{
-   auto const entity = Orvo::make<Shifted>("s");
-   auto const sut = Kro::GenericIf::of(*entity);
-   Kro::GenericIf const arguments[] = {Kro::GenericIf::of(*entity)};
-   std::uint32_t sum = 0;
-
-   EXPECT_EQ(sut.call(3, arguments, Kro::GenericIf::of(sum)), Kro::success);
-
-   EXPECT_EQ(sum, 14U);
-}
-
+} // namespace
 } // namespace Test

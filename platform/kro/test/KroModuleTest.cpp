@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace Test {
@@ -21,6 +24,10 @@ using Kro::KroType;
 class Made {
 public:
    Made(std::string_view name, std::initializer_list<std::string_view> typeNames)
+      : Made(name, std::span(typeNames.begin(), typeNames.size()))
+   {}
+
+   Made(std::string_view name, std::span<std::string_view const> typeNames)
    {
       types_.reserve(typeNames.size());
       for (auto const typeName : typeNames) {
@@ -216,6 +223,54 @@ TEST(KroModule, aRefusedModuleLeavesNoTrace)
    auto const next = newest->firstIndex + newest->types.size();
    Kro::kroModuleIs(repaired.module());
    EXPECT_EQ(repaired.type(0).index(), next) << "no index was used up";
+}
+
+TEST(KroModule, everyOneOfManyTypesIsFoundAlsoAfterAsManyWereRefused)
+{
+   constexpr int count = 1500;
+   static std::vector<std::string> names;
+   std::vector<std::string_view> kept;
+   std::vector<std::string_view> refused;
+   names.reserve(2 * count);
+   for (int i = 0; i < count; ++i) {
+      kept.emplace_back(names.emplace_back("Many::Kept" + std::to_string(i)));
+      refused.emplace_back(names.emplace_back("Many::Refused" + std::to_string(i)));
+   }
+   static Made sut("many kept", kept);
+   Kro::kroModuleIs(sut.module());
+   refused.push_back(kept.back());
+   Made twice("many refused", refused);
+
+   EXPECT_EQ(
+      twice.refusal(), "module 'many refused' cannot be registered: type 'Many::Kept1499' is registered already "
+                       "by module 'many kept'");
+
+   for (std::size_t i = 0; i < count; ++i) {
+      ASSERT_EQ(Kro::findType(kept[i]), &sut.type(i));
+      ASSERT_EQ(Kro::findType(refused[i]), nullptr);
+   }
+}
+
+TEST(KroModule, aRefusedTypeCanBeRegisteredByAnotherModule)
+{
+   Made first("first try", {"Tried::A", "Tried::B", "Tried::B"});
+   first.refusal();
+   static Made second("second try", {"Tried::A", "Tried::B"});
+
+   EXPECT_EQ(second.refusal(), "nothing was thrown");
+
+   EXPECT_EQ(Kro::findType("Tried::A"), &second.type(0));
+   EXPECT_EQ(Kro::findType("Tried::B"), &second.type(1));
+}
+
+TEST(KroModule, oneRecordTwiceInAModuleIsRefused)
+{
+   Made sut("same", {"Same::A"});
+   std::vector<KroType const*> const twice{&sut.type(0), &sut.type(0)};
+   sut.module().types = twice;
+
+   EXPECT_EQ(sut.refusal(), "module 'same' cannot be registered: it holds two types named 'Same::A'");
+   EXPECT_EQ(Kro::findType("Same::A"), nullptr);
 }
 
 TEST(KroModule, moreTypesThanIndicesAreLeftAreRefused)

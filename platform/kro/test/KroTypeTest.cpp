@@ -6,11 +6,15 @@
 #include <Kro/Exception.h>
 #include <Kro/GenericIf.h>
 #include <Kro/KroModule.h>
+#include <Kro/Table.h>
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <limits>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace Test {
 namespace {
@@ -48,6 +52,89 @@ TEST(KroType, findAttrComparesWholeNames)
    EXPECT_EQ(Port::kroType.findAttr("Name"), nullptr);
    EXPECT_EQ(Port::kroType.findAttr(""), nullptr);
    EXPECT_EQ(Port::kroType.findAttr(std::string_view("name\0", 5)), nullptr);
+}
+
+/// Names of every length that is treated on its own, and two that are alike at both ends.
+struct Named {
+   bool attribute = false;
+
+   static Kro::KroType const kroType;
+   struct Declaration;
+};
+
+constexpr std::string_view names[] = {
+   "a",
+   "ab",
+   "abc",
+   "abcd",
+   "abcdefg",
+   "abcdefgh",
+   "abcdefghi",
+   "abcdefghijklmno",
+   "abcdefghijklmnop",
+   "abcdefghijklmnopq",
+   "abcdefgh_first_abcdefgh",
+   "abcdefgh_other_abcdefgh"};
+
+struct Named::Declaration {
+   template <std::size_t... I>
+   static consteval auto make(std::index_sequence<I...> /*positions*/)
+   {
+      return Kro::table<Named>(Kro::value<static_cast<std::int16_t>(2 + I), &Named::attribute>(names[I])...);
+   }
+};
+
+struct NamedTable {
+   static constexpr auto table = Named::Declaration::make(std::make_index_sequence<std::size(names)>());
+};
+
+constinit Kro::KroType const Named::kroType = Kro::valueType<Named, NamedTable>("Named", nullptr);
+
+TEST(KroType, findAttrFindsNamesOfEveryLengthAndNoOther)
+{
+   auto const& sut = Named::kroType;
+
+   for (std::size_t i = 0; i < std::size(names); ++i) {
+      std::string const copy(names[i]);
+      auto const* found = sut.findAttr(copy);
+      ASSERT_NE(found, nullptr) << copy;
+      EXPECT_EQ(found->number, static_cast<int>(i) + 2);
+
+      for (std::size_t k = 0; k < copy.size(); ++k) {
+         auto other = copy;
+         other[k] = '#';
+         EXPECT_EQ(sut.findAttr(other), nullptr) << other;
+      }
+      EXPECT_EQ(sut.findAttr(copy + '#'), nullptr);
+      EXPECT_EQ(sut.findAttr(std::string_view(copy.data() + 1, copy.size() - 1)), nullptr);
+   }
+   EXPECT_EQ(sut.findAttr(""), nullptr);
+   EXPECT_EQ(sut.findAttr("abcdefgh_third_abcdefgh"), nullptr) << "alike at both ends";
+}
+
+TEST(KroType, findAttrOfATypeWithoutAttributesFindsNothing)
+{
+   EXPECT_EQ(Kro::Leaf::uint32.findAttr(""), nullptr);
+   EXPECT_EQ(Kro::Leaf::uint32.findAttr("a"), nullptr);
+   EXPECT_EQ(Kro::Leaf::uint32.findAttr(0), nullptr);
+}
+
+TEST(KroType, findAttrFindsEveryAttributeOfEveryTypeByNameAndNumber)
+{
+   for (auto const* type : {&Card::kroType, &FastCard::kroType, &Lane::kroType, &Wide::kroType, &Port::kroType}) {
+      for (auto const& attr : type->attrs) {
+         EXPECT_EQ(type->findAttr(attr.name), &attr) << attr.name;
+         EXPECT_EQ(type->findAttr(attr.number), &attr) << attr.name;
+      }
+   }
+}
+
+TEST(KroType, nameOfTellsTheFormOfASlot)
+{
+   EXPECT_EQ(Kro::nameOf(Kro::typeRefOf<std::uint32_t>()), "uint32");
+   EXPECT_EQ(Kro::nameOf(Kro::typeRefOf<Card*>()), "Test::Card*");
+   EXPECT_EQ(Kro::nameOf(Kro::typeRefOf<Orvo::Ptr<Card>>()), "Orvo::Ptr<Test::Card>");
+   EXPECT_EQ(Kro::nameOf({}), "nothing");
 }
 
 TEST(KroType, findAttrByNumberKnowsEveryNumberAndNoOther)

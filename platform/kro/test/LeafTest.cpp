@@ -2,19 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
+#include <cstddef>
+#include <new>
 #include <set>
+#include <string>
 
 namespace Kro {
 namespace {
-
-template <class T>
-std::string textOf(T const& value)
-{
-   std::string text = ">";
-   typeOf<T>()->ops.appendText(text, &value);
-   return text;
-}
 
 TEST(Leaf, everyLeafHasItsNameAndSizeAndIsInNoModule)
 {
@@ -47,31 +41,6 @@ TEST(Leaf, typesOfOneSizeAreDifferent)
    EXPECT_NE(typeRefOf<std::int32_t>(), typeRefOf<std::uint32_t>());
 }
 
-TEST(Leaf, numbersAreDecimalToTheirLimits)
-{
-   EXPECT_EQ(textOf<std::int16_t>(std::numeric_limits<std::int16_t>::min()), ">-32768");
-   EXPECT_EQ(textOf<std::int32_t>(-1), ">-1");
-   EXPECT_EQ(textOf<std::int64_t>(std::numeric_limits<std::int64_t>::min()), ">-9223372036854775808");
-   EXPECT_EQ(textOf<std::uint16_t>(0), ">0");
-   EXPECT_EQ(textOf<std::uint32_t>(4294967295U), ">4294967295");
-   EXPECT_EQ(textOf<std::uint64_t>(std::numeric_limits<std::uint64_t>::max()), ">18446744073709551615");
-}
-
-TEST(Leaf, flagsAreWords)
-{
-   EXPECT_EQ(textOf(true), ">true");
-   EXPECT_EQ(textOf(false), ">false");
-}
-
-TEST(Leaf, textsAreQuotedAndWhatDoesNotPrintIsEscaped)
-{
-   EXPECT_EQ(textOf<Orvo::String>(""), R"(>"")");
-   EXPECT_EQ(textOf<Orvo::String>("a b"), R"(>"a b")");
-   EXPECT_EQ(textOf<Orvo::String>("\"\\"), R"(>"\"\\")");
-   EXPECT_EQ(textOf<Orvo::String>(std::string_view("\0\n\x1f\x7f", 4)), R"(>"\x00\x0a\x1f\x7f")");
-   EXPECT_EQ(textOf<Orvo::String>("\x20\xc3\xa9\xff"), ">\" \xc3\xa9\xff\"");
-}
-
 TEST(Leaf, valuesAreComparedAndAssigned)
 {
    std::uint32_t const seven = 7;
@@ -95,12 +64,40 @@ TEST(Leaf, hashFollowsEquality)
    EXPECT_EQ(Leaf::text.ops.hash(&text), text.hash());
 }
 
+TEST(Leaf, valuesAreMadeCopiedAndEnded)
+{
+   Orvo::String const text = "a text that does not fit in place";
+   alignas(Orvo::String) std::byte room[2][sizeof(Orvo::String)];
+
+   Leaf::text.ops.copy(room[0], &text);
+   Leaf::text.ops.init(room[1]);
+
+   EXPECT_TRUE(Leaf::text.ops.equal(room[0], &text));
+   EXPECT_EQ(*std::launder(reinterpret_cast<Orvo::String*>(room[1])), "");
+   Leaf::text.ops.destroy(room[0]);
+   Leaf::text.ops.destroy(room[1]);
+}
+
+TEST(Leaf, defaultNumbersAreZeroAndTheDefaultFlagIsFalse)
+{
+   std::int64_t number = 7;
+   bool flag = true;
+
+   Leaf::int64.ops.init(&number);
+   Leaf::boolean.ops.init(&flag);
+
+   EXPECT_EQ(number, 0);
+   EXPECT_FALSE(flag);
+}
+
 TEST(Leaf, bytesHaveNoOperations)
 {
    EXPECT_EQ(Leaf::bytes.ops.equal, nullptr);
    EXPECT_EQ(Leaf::bytes.ops.assign, nullptr);
    EXPECT_EQ(Leaf::bytes.ops.hash, nullptr);
    EXPECT_EQ(Leaf::bytes.ops.appendText, nullptr);
+   EXPECT_EQ(Leaf::bytes.ops.read, nullptr);
+   EXPECT_EQ(Leaf::bytes.ops.init, nullptr);
 }
 
 } // namespace
