@@ -1,7 +1,5 @@
 #include <Quorvel/Core/Memory/Info/Collection.h>
 
-#include "support/MessageOf.h"
-
 #include <KroOrvo/Impl.h>
 
 #include <gmock/gmock.h>
@@ -9,8 +7,8 @@
 
 #include <cstdint>
 #include <sstream>
-#include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -18,8 +16,9 @@ namespace {
 using Quorvel::Core::Memory::Info::Collection;
 using Quorvel::Core::Memory::Info::Detail::Chunk;
 using Quorvel::Core::Memory::Info::Detail::Group;
-using Quorvel::Core::Test::messageOf;
 using testing::ElementsAre;
+
+static_assert(std::is_same_v<Collection::NameAttributes::tag, Collection::HN_NameAttribute>);
 
 Collection example()
 {
@@ -38,16 +37,6 @@ std::vector<std::uint32_t> groupsOf(Collection const& collection)
       ids.push_back(group.id());
    }
    return ids;
-}
-
-/// Asks `sut` for something that it refuses, and that must leave no trace.
-template <class Call>
-std::string refusalBy(Collection& sut, Call const& call)
-{
-   auto const before = sut;
-   auto const text = messageOf<std::invalid_argument>(call);
-   EXPECT_EQ(sut, before);
-   return text;
 }
 
 TEST(InfoCollection, startsWithItsNameAlone)
@@ -72,181 +61,6 @@ TEST(InfoCollection, isTrueAsSoonAsItDiffersFromTheDefault)
    EXPECT_TRUE(static_cast<bool>(nameAttribute));
 }
 
-TEST(InfoCollection, addNameAttributeDeclaresAField)
-{
-   Collection sut("ring");
-
-   sut.addNameAttribute("a");
-   sut.addNameAttribute("");
-
-   EXPECT_EQ(sut.nameAttribute().size(), 2U);
-   EXPECT_TRUE(sut.nameAttribute("a"));
-   EXPECT_TRUE(sut.nameAttribute(""));
-   EXPECT_FALSE(sut.nameAttribute("b"));
-}
-
-TEST(InfoCollection, addNameAttributeRefusesADeclaredOne)
-{
-   auto sut = example();
-
-   auto const text = refusalBy(sut, [&] { sut.addNameAttribute("command"); });
-
-   EXPECT_EQ(text, "nameAttribute='command' already exists.");
-}
-
-TEST(InfoCollection, addGroupPlacesTheFirstGroupWhereItIsTold)
-{
-   Collection sut("ring");
-   Collection elsewhere("ring");
-
-   sut.addGroup(0, 10);
-   elsewhere.addGroup(0, 8, 100);
-
-   EXPECT_EQ(sut.group(0), Group(0, 0, 10));
-   EXPECT_EQ(elsewhere.group(0), Group(0, 100, 8));
-}
-
-TEST(InfoCollection, addGroupWithoutHeadPlacesTheGroupBehindThePreviousOne)
-{
-   Collection sut("ring");
-   sut.addGroup(0, 10);
-
-   sut.addGroup(1, 5);
-   sut.addGroup(2, 1, 0);
-
-   EXPECT_EQ(sut.group(1), Group(1, 10, 5));
-   EXPECT_EQ(sut.group(2), Group(2, 15, 1));
-}
-
-TEST(InfoCollection, addGroupTakesAHeadAtTheEndOfThePreviousGroupOrBehindAGap)
-{
-   Collection sut("ring");
-   sut.addGroup(0, 10);
-   sut.addGroup(1, 5);
-
-   sut.addGroup(2, 4, 15);
-   sut.addGroup(3, 4, 40);
-
-   EXPECT_EQ(sut.group(2), Group(2, 15, 4));
-   EXPECT_EQ(sut.group(3), Group(3, 40, 4));
-}
-
-TEST(InfoCollection, addGroupRefusesAHeadInsideThePreviousGroup)
-{
-   Collection sut("ring");
-   sut.addGroup(0, 10);
-   sut.addGroup(1, 5);
-
-   auto const far = refusalBy(sut, [&] { sut.addGroup(2, 4, 12); });
-   auto const near = refusalBy(sut, [&] { sut.addGroup(2, 4, 14); });
-
-   EXPECT_EQ(far, "head=12 for group with id=2 is overlapping with previous group's entries.");
-   EXPECT_EQ(near, "head=14 for group with id=2 is overlapping with previous group's entries.");
-}
-
-TEST(InfoCollection, addGroupLooksAtThePreviousGroupAlone)
-{
-   Collection sut("ring");
-   sut.groupIs(Group(2, 5, 100));
-   sut.addGroup(0, 10);
-
-   sut.addGroup(1, 50);
-
-   EXPECT_EQ(sut.group(1), Group(1, 10, 50));
-}
-
-TEST(InfoCollection, addGroupWrapsTheEndOfThePreviousGroupInto32Bits)
-{
-   Collection sut("ring");
-   sut.addGroup(0, 16, 4294967290U);
-
-   sut.addGroup(1, 1);
-   EXPECT_EQ(sut.group(1), Group(1, 10, 1));
-
-   Collection toTheBrim("ring");
-   toTheBrim.addGroup(0, 6, 4294967290U);
-   toTheBrim.addGroup(1, 1);
-   EXPECT_EQ(toTheBrim.group(1), Group(1, 0, 1));
-}
-
-TEST(InfoCollection, addGroupRefusesAGroupWithoutThePreviousOne)
-{
-   Collection sut("ring");
-   sut.addGroup(0, 10);
-   sut.addGroup(1, 5);
-
-   auto const text = refusalBy(sut, [&] { sut.addGroup(3, 1); });
-
-   EXPECT_EQ(text, "group with id=2 does not exist.");
-}
-
-TEST(InfoCollection, addGroupRefusesAGroupThatExistsBeforeAllElse)
-{
-   Collection sut("ring");
-   sut.addGroup(0, 10);
-   sut.addGroup(1, 5);
-   sut.groupIs(Group(4294967295U, 0, 0));
-
-   auto const zero = refusalBy(sut, [&] { sut.addGroup(0, 1); });
-   auto const one = refusalBy(sut, [&] { sut.addGroup(1, 5, 1); });
-   auto const last = refusalBy(sut, [&] { sut.addGroup(4294967295U, 1); });
-
-   EXPECT_EQ(zero, "group with id=0 already exists.");
-   EXPECT_EQ(one, "group with id=1 already exists.");
-   EXPECT_EQ(last, "group with id=4294967295 already exists.");
-}
-
-TEST(InfoCollection, addGroupSucceedsAfterARefusal)
-{
-   Collection sut("ring");
-   EXPECT_EQ(refusalBy(sut, [&] { sut.addGroup(1, 1); }), "group with id=0 does not exist.");
-
-   sut.addGroup(0, 1);
-   sut.addGroup(1, 1);
-
-   EXPECT_THAT(groupsOf(sut), ElementsAre(0, 1));
-}
-
-TEST(InfoCollection, createChunkAddsTheChunkToItsGroup)
-{
-   Collection sut("ring");
-   sut.addNameAttribute("a");
-   sut.addGroup(0, 10);
-
-   sut.createChunk(0, "a", "block", 4096, true);
-
-   Chunk expected;
-   expected.nameAttributeIs("a");
-   expected.nameIs("block");
-   expected.sizeIs(4096);
-   expected.isIncapableDmaIs(true);
-   EXPECT_EQ(sut.group(0).chunk("a"), expected);
-   EXPECT_TRUE(sut.group(0).chunkInternal().empty());
-   EXPECT_EQ(sut.group(0).size(), 10U);
-}
-
-TEST(InfoCollection, createChunkRefusesInOrderAMissingGroupAnUndeclaredFieldAndASecondChunk)
-{
-   auto sut = example();
-
-   auto const group = refusalBy(sut, [&] { sut.createChunk(1, "unknown", "b", 1, false); });
-   auto const field = refusalBy(sut, [&] { sut.createChunk(0, "unknown", "b", 1, false); });
-   auto const second = refusalBy(sut, [&] { sut.createChunk(0, "command", "b", 1, false); });
-
-   EXPECT_EQ(group, "group for id=1 does not exist.");
-   EXPECT_EQ(field, "nameAttribute='unknown' does not exist.");
-   EXPECT_EQ(second, "chunk for nameAttribute='command' in group with id=0 already exists.");
-}
-
-TEST(InfoCollection, createChunkTakesOneFieldAfterTheOther)
-{
-   auto sut = example();
-
-   sut.createChunk(0, "status", "ring.status", 40, false);
-
-   EXPECT_EQ(sut.group(0).chunk().size(), 2U);
-}
-
 TEST(InfoCollection, groupIsInsertsOrReplacesWithoutChecks)
 {
    Collection sut("ring");
@@ -263,6 +77,36 @@ TEST(InfoCollection, groupIsInsertsOrReplacesWithoutChecks)
 TEST(InfoCollection, unknownGroupIsADefaultOne)
 {
    EXPECT_EQ(example().group(1), Group(0, 0, 0));
+}
+
+TEST(InfoCollection, groupIsACopy)
+{
+   auto const sut = example();
+
+   auto group = sut.group(0);
+   group.chunkDelAll();
+
+   EXPECT_EQ(sut, example());
+}
+
+TEST(InfoCollection, groupEqualsWhatWasStoredHoweverManyChunksItHad)
+{
+   for (int const chunks : {0, 1, 10, 1000}) {
+      Group group(0, 0, 1);
+      Chunk chunk;
+      for (int i = 0; i < chunks; ++i) {
+         chunk.nameAttributeIs("field " + std::to_string(i));
+         group.chunkIs(chunk);
+      }
+      for (int i = 0; i < chunks; i += 3) {
+         group.chunkDel("field " + std::to_string(i));
+      }
+      Collection sut("ring");
+
+      sut.groupIs(group);
+
+      EXPECT_EQ(sut.group(0), group) << chunks;
+   }
 }
 
 TEST(InfoCollection, groupDelRemovesAndGivesBack)

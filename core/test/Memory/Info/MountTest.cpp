@@ -11,14 +11,13 @@
 
 #include <sstream>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 namespace {
 
 using Quorvel::Core::Memory::Info::Collection;
 using Quorvel::Core::Memory::Info::Mount;
-using Quorvel::Core::Memory::Info::Detail::Chunk;
-using Quorvel::Core::Memory::Info::Detail::Group;
 using Quorvel::Core::Test::describeBuffer;
 using Quorvel::Core::Test::describeMount;
 using Quorvel::Core::Test::describeRing;
@@ -27,6 +26,8 @@ using Quorvel::Core::Test::RingEntry;
 using Quorvel::Core::Test::TestMount;
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+static_assert(std::is_same_v<Mount::Collections::tag, Mount::HN_Collection>);
 
 std::vector<int> numbersOf(Mount const& mount)
 {
@@ -71,6 +72,9 @@ TEST(InfoMount, isTrueAsSoonAsItDiffersFromTheDefaultButForTheFlag)
    EXPECT_TRUE(static_cast<bool>(Mount("a", "")));
    EXPECT_TRUE(static_cast<bool>(Mount("", "a")));
    EXPECT_TRUE(static_cast<bool>(internal));
+   Mount given("", "");
+   EXPECT_THROW(given.collectionIs(Collection("a")), Kro::TypeNotFoundException);
+   EXPECT_TRUE(static_cast<bool>(given)); // has it by name, not by number
 }
 
 TEST(InfoMount, collectionIsStoresTheCollectionAsGiven)
@@ -82,197 +86,6 @@ TEST(InfoMount, collectionIsStoresTheCollectionAsGiven)
    EXPECT_EQ(sut.collection("ring"), describeRing("r"));
    EXPECT_TRUE(sut.collection("ring").group(0).chunkInternal().empty());
    EXPECT_EQ(sut.collection("buffer"), Collection(""));
-}
-
-TEST(InfoMount, collectionIsDerivesTheViewByNumber)
-{
-   Mount sut("a", "TestMount");
-
-   sut.collectionIs(describeRing("r"));
-
-   auto expected = describeRing("r");
-   for (std::uint32_t const id : {0U, 1U}) {
-      auto group = expected.group(id);
-      group.chunkInternalIs(RingEntry::commandNumber, group.chunk("command"));
-      group.chunkInternalIs(RingEntry::statusNumber, group.chunk("status"));
-      group.chunkInternalIs(RingEntry::tailNumber, group.chunk("tail"));
-      expected.groupIs(group);
-   }
-   EXPECT_THAT(numbersOf(sut), ElementsAre(TestMount::ringNumber));
-   EXPECT_EQ(sut.collectionInternal(TestMount::ringNumber), expected);
-}
-
-TEST(InfoMount, viewByNumberAscendsWithNegativeNumbersFirst)
-{
-   auto const sut = describeMount("a", "r");
-
-   EXPECT_THAT(numbersOf(sut), ElementsAre(TestMount::bufferNumber, TestMount::ringNumber));
-   EXPECT_EQ(sut.collectionInternal(TestMount::bufferNumber).name(), "buffer");
-}
-
-TEST(InfoMount, collectionIsReplacesBothViews)
-{
-   auto sut = describeMount("a", "r");
-
-   sut.collectionIs(describeRing("other", 3));
-
-   EXPECT_EQ(sut.collection("ring"), describeRing("other", 3));
-   EXPECT_EQ(sut.collectionInternal(TestMount::ringNumber).group().size(), 3U);
-   EXPECT_EQ(
-      sut.collectionInternal(TestMount::ringNumber).group(0).chunkInternal(RingEntry::statusNumber).name(),
-      "other.status.0");
-}
-
-TEST(InfoMount, collectionIsLeavesAnEqualCollectionAlone)
-{
-   auto sut = describeMount("a", "r");
-   sut.collectionInternalDelAll();
-
-   sut.collectionIs(describeRing("r"));
-
-   EXPECT_TRUE(sut.collectionInternal().empty());
-}
-
-TEST(InfoMount, collectionIsAcceptsACollectionWithoutGroups)
-{
-   Mount sut("a", "TestMount");
-   Collection collection("ring");
-   collection.addNameAttribute("command");
-
-   sut.collectionIs(collection);
-
-   EXPECT_EQ(sut.collectionInternal(TestMount::ringNumber), collection);
-}
-
-TEST(InfoMount, collectionIsRefusesAGroupWithoutAChunkForADeclaredField)
-{
-   auto sut = describeMount("a", "r");
-   auto const derived = sut.collectionInternal(TestMount::ringNumber);
-
-   auto const text = messageOf<std::invalid_argument>([&] { sut.collectionIs(ringWithoutStatus()); });
-
-   EXPECT_EQ(text, "nameAttribute='status' does not exist for group with id=0");
-   EXPECT_EQ(sut.collection("ring"), ringWithoutStatus());
-   EXPECT_EQ(sut.collectionInternal(TestMount::ringNumber), derived);
-}
-
-TEST(InfoMount, collectionIsNamesTheLaterGroupThatLacksAChunk)
-{
-   Mount sut("a", "TestMount");
-   auto collection = describeRing("r");
-   auto group = collection.group(1);
-   group.chunkDel("tail");
-   collection.groupIs(group);
-
-   auto const text = messageOf<std::invalid_argument>([&] { sut.collectionIs(collection); });
-
-   EXPECT_EQ(text, "nameAttribute='tail' does not exist for group with id=1");
-   EXPECT_TRUE(sut.collectionInternal().empty());
-}
-
-TEST(InfoMount, collectionIsOfTheRefusedCollectionAgainIsSilent)
-{
-   Mount sut("a", "TestMount");
-   EXPECT_THROW(sut.collectionIs(ringWithoutStatus()), std::invalid_argument);
-
-   sut.collectionIs(ringWithoutStatus());
-
-   EXPECT_TRUE(sut.collectionInternal().empty());
-}
-
-TEST(InfoMount, collectionIsDerivesChunksThatWereNeverDeclared)
-{
-   Mount sut("a", "TestMount");
-   Collection collection("ring");
-   Group group(0, 0, 4);
-   Chunk chunk;
-   chunk.nameAttributeIs("tail");
-   group.chunkIs(chunk);
-   collection.groupIs(group);
-
-   sut.collectionIs(collection);
-
-   EXPECT_EQ(sut.collectionInternal(TestMount::ringNumber).group(0).chunkInternal(RingEntry::tailNumber), chunk);
-}
-
-TEST(InfoMount, collectionIsKeepsWhatAGroupHasByNumberAlready)
-{
-   Mount sut("a", "TestMount");
-   auto collection = describeRing("r", 1);
-   auto group = collection.group(0);
-   Chunk foreign;
-   foreign.nameIs("foreign");
-   group.chunkInternalIs(77, foreign);
-   collection.groupIs(group);
-
-   sut.collectionIs(collection);
-
-   auto const derived = sut.collectionInternal(TestMount::ringNumber).group(0);
-   EXPECT_EQ(derived.chunkInternal(77), foreign);
-   EXPECT_EQ(derived.chunkInternal().size(), 4U);
-}
-
-TEST(InfoMount, collectionIsReportsAnUnknownType)
-{
-   Mount sut("a", "NoSuchType");
-
-   auto const text = messageOf<Kro::TypeNotFoundException>([&] { sut.collectionIs(describeRing("r")); });
-
-   EXPECT_EQ(text, "no registered type is named 'NoSuchType'");
-   EXPECT_EQ(sut.collection("ring"), describeRing("r"));
-   EXPECT_TRUE(sut.collectionInternal().empty());
-}
-
-TEST(InfoMount, collectionIsReportsAnUnknownCollection)
-{
-   Mount sut("a", "TestMount");
-
-   auto const text = messageOf<Kro::AttrNotFoundException>([&] { sut.collectionIs(Collection("queue")); });
-
-   EXPECT_EQ(text, "type 'TestMount' has no attribute 'queue'");
-   EXPECT_TRUE(sut.collectionInternal().empty());
-}
-
-TEST(InfoMount, collectionIsReportsAnUnknownField)
-{
-   Mount sut("a", "TestMount");
-   Collection collection("ring");
-   collection.addNameAttribute("colour");
-   collection.addGroup(0, 1);
-   collection.createChunk(0, "colour", "c", 1, false);
-
-   auto const text = messageOf<Kro::AttrNotFoundException>([&] { sut.collectionIs(collection); });
-
-   EXPECT_EQ(text, "type 'RingEntry' has no attribute 'colour'");
-   EXPECT_TRUE(sut.collectionInternal().empty());
-}
-
-TEST(InfoMount, collectionIsLooksAtAllFieldsOfAGroupBeforeItsChunks)
-{
-   Mount sut("a", "TestMount");
-   auto collection = ringWithoutStatus();
-   collection.addNameAttribute("colour");
-   collection.createChunk(0, "colour", "c", 1, false);
-
-   EXPECT_EQ(
-      messageOf<std::invalid_argument>([&] { sut.collectionIs(collection); }),
-      "nameAttribute='status' does not exist for group with id=0");
-}
-
-TEST(InfoMount, collectionIsTakesAnAttributeThatIsNoCollectionUntilAFieldIsNeeded)
-{
-   Mount sut("a", "TestMount");
-   Collection collection("note");
-   sut.collectionIs(collection);
-   EXPECT_EQ(sut.collectionInternal(300), collection);
-
-   collection.addNameAttribute("a");
-   collection.addGroup(0, 1);
-   collection.createChunk(0, "a", "c", 1, false);
-
-   EXPECT_EQ(
-      messageOf<Kro::AttrNotFoundException>([&] { sut.collectionIs(collection); }),
-      "attribute 'note' of type 'TestMount' is no collection");
 }
 
 TEST(InfoMount, collectionDelRemovesBothViewsAndGivesBack)
@@ -305,6 +118,29 @@ TEST(InfoMount, collectionDelOfACollectionThatTheTypeLacksReportsItAndRemovesIt)
    EXPECT_TRUE(sut.collection().empty());
 }
 
+TEST(InfoMount, collectionDelOfARefusedCollectionRemovesWhatWasDerivedBeforeIt)
+{
+   auto sut = describeMount("a", "r");
+   EXPECT_THROW(sut.collectionIs(ringWithoutStatus()), std::invalid_argument);
+
+   EXPECT_EQ(sut.collectionDel("ring"), ringWithoutStatus());
+
+   EXPECT_THAT(numbersOf(sut), ElementsAre(TestMount::bufferNumber));
+}
+
+TEST(InfoMount, collectionsThatItGivesAreCopies)
+{
+   auto const sut = describeMount("a", "r");
+   auto const before = sut;
+
+   auto given = sut.collection("ring");
+   auto derived = sut.collectionInternal(TestMount::ringNumber);
+   given.groupDelAll();
+   derived.groupDelAll();
+
+   EXPECT_EQ(sut, before);
+}
+
 TEST(InfoMount, collectionDelAllRemovesBothViewsButNoForeignNumbers)
 {
    auto sut = describeMount("a", "r");
@@ -324,17 +160,6 @@ TEST(InfoMount, collectionDelTakesTheNameFromTheStoredCollectionItself)
 
    EXPECT_EQ(removed, describeRing("r"));
    EXPECT_THAT(numbersOf(sut), ElementsAre(TestMount::bufferNumber));
-}
-
-TEST(InfoMount, handleCollectionOfANameThatIsNotStoredRemovesTheDerivedEntry)
-{
-   Mount sut("a", "TestMount");
-   sut.collectionInternalIs(TestMount::ringNumber, Collection("ring"));
-
-   sut.handleCollection("ring");
-   sut.handleCollection("ring");
-
-   EXPECT_TRUE(sut.collectionInternal().empty());
 }
 
 TEST(InfoMount, plainMutatorsOfTheDerivedViewTouchNothingElse)

@@ -58,15 +58,14 @@ void Collection::createChunk(
    std::uint32_t idGroup, Orvo::String const& nameAttribute, Orvo::String const& name, std::uint32_t size,
    bool isIncapableDma)
 {
-   auto const* found = group_.find(idGroup);
-   if (found == nullptr) {
+   auto* group = group_.find(idGroup);
+   if (group == nullptr) {
       refuse(Orvo::join("group for id=", idGroup, " does not exist."));
    }
    if (!nameAttribute_.contains(nameAttribute)) {
       refuse(Orvo::join("nameAttribute='", nameAttribute, "' does not exist."));
    }
-   auto group = *found;
-   if (group.chunk().contains(nameAttribute)) {
+   if (group->chunk().contains(nameAttribute)) {
       refuse(
          Orvo::join("chunk for nameAttribute='", nameAttribute, "' in group with id=", idGroup, " already exists."));
    }
@@ -75,8 +74,7 @@ void Collection::createChunk(
    chunk.nameIs(name);
    chunk.sizeIs(size);
    chunk.isIncapableDmaIs(isIncapableDma);
-   group.chunkIs(chunk);
-   groupIs(std::move(group));
+   group->chunkIs(chunk); // adds it or, without memory, throws and leaves the group as it was
 }
 
 Detail::Group Collection::group(std::uint32_t idGroup) const

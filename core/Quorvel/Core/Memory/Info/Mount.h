@@ -66,6 +66,7 @@ public:
    void collectionIs(Collection const& collection);
    /// @return the removed collection, or a default one. Throws like `collectionIs`; the collection is removed then.
    Collection collectionDel(Orvo::String const& name);
+   /// Like `collectionDel` for each; what it throws leaves those that it has not come to.
    void collectionDelAll();
    /// Brings the view by number in step with the collection of that name. Called by the mutators above.
    void handleCollection(Orvo::String const& name);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -17,14 +18,53 @@ using Quorvel::Core::Memory::Info::Detail::Group;
 using testing::ElementsAre;
 
 template <class T>
-concept Mutable = requires(T& group)
+constexpr bool takesChunks = requires(T& group)
 {
    group.chunkIs(Chunk());
+};
+
+template <class T>
+constexpr bool givesUpChunks = requires(T& group)
+{
    group.chunkDel("a");
+};
+
+template <class T>
+constexpr bool givesUpAllChunks = requires(T& group)
+{
+   group.chunkDelAll();
+};
+
+template <class T>
+constexpr bool takesByNumber = requires(T& group)
+{
    group.chunkInternalIs(1, Chunk());
 };
 
-static_assert(Mutable<Group> && !Mutable<Group const>);
+template <class T>
+constexpr bool givesUpByNumber = requires(T& group)
+{
+   group.chunkInternalDel(1);
+};
+
+template <class T>
+constexpr bool givesUpAtAPlace = requires(T& group)
+{
+   group.chunkInternalDel(group.chunkInternal().begin());
+};
+
+template <class T>
+constexpr bool givesUpAllByNumber = requires(T& group)
+{
+   group.chunkInternalDelAll();
+};
+
+static_assert(takesChunks<Group> && givesUpChunks<Group> && givesUpAllChunks<Group> && takesByNumber<Group>);
+static_assert(givesUpByNumber<Group> && givesUpAtAPlace<Group> && givesUpAllByNumber<Group>);
+static_assert(!takesChunks<Group const> && !givesUpChunks<Group const> && !givesUpAllChunks<Group const>);
+static_assert(!takesByNumber<Group const> && !givesUpByNumber<Group const> && !givesUpAtAPlace<Group const>);
+static_assert(!givesUpAllByNumber<Group const>);
+static_assert(std::is_same_v<Group::Chunks::tag, Group::HN_Chunk>);
 
 Chunk chunkOf(std::string const& nameAttribute, std::string const& name = "block")
 {
@@ -132,6 +172,45 @@ TEST(InfoGroup, chunkDelOfAnUnknownNameAttributeChangesNothing)
    EXPECT_EQ(sut, groupOf(1));
 }
 
+TEST(InfoGroup, emptyCollectionsTakeEveryDeletion)
+{
+   Group sut(1, 2, 3);
+
+   EXPECT_EQ(sut.chunkDel(""), Chunk());
+   sut.chunkDelAll();
+   EXPECT_EQ(sut.chunkInternalDel(0), Chunk());
+   sut.chunkInternalDelAll();
+
+   EXPECT_EQ(sut, Group(1, 2, 3));
+}
+
+TEST(InfoGroup, chunksThatItGivesAreCopies)
+{
+   auto sut = groupOf(1);
+   sut.chunkInternalIs(1, chunkOf("field 0"));
+   auto const before = sut;
+
+   auto byName = sut.chunk("field 0");
+   auto byNumber = sut.chunkInternal(1);
+   byName.nameIs("other");
+   byNumber.nameIs("other");
+
+   EXPECT_EQ(sut, before);
+}
+
+TEST(InfoGroup, chunkIsAndChunkDelTakeWhatTheGroupItselfHolds)
+{
+   auto sut = groupOf(1);
+
+   sut.chunkIs(*sut.chunk().begin());
+   sut.chunkInternalIs(1, *sut.chunk().begin());
+   sut.chunkInternalIs(1, *sut.chunkInternal().begin());
+   sut.chunkDel(sut.chunk().begin().key());
+
+   EXPECT_TRUE(sut.chunk().empty());
+   EXPECT_EQ(sut.chunkInternal(1), chunkOf("field 0"));
+}
+
 TEST(InfoGroup, chunkInternalIsInsertsOrReplacesUnderTheNumber)
 {
    Group sut(0, 0, 0);
@@ -203,6 +282,24 @@ TEST(InfoGroup, equalsWhatWasBuiltBySameCallsHoweverMany)
       EXPECT_EQ(sut, other) << chunks;
       EXPECT_TRUE(Group::isEq(&sut, &other)) << chunks;
    }
+}
+
+TEST(InfoGroup, equalsWhatWalksInTheSameOrderHoweverItWasBuilt)
+{
+   auto const namesOf = [](Group const& group) {
+      std::vector<std::string> names;
+      for (auto const& chunk : group.chunk()) {
+         names.emplace_back(chunk.nameAttribute());
+      }
+      return names;
+   };
+   auto const sut = groupOf(100);
+   Group backwards(1, 2, 3);
+   for (int i = 100; i-- > 0;) {
+      backwards.chunkIs(chunkOf("field " + std::to_string(i)));
+   }
+
+   EXPECT_EQ(sut == backwards, namesOf(sut) == namesOf(backwards));
 }
 
 TEST(InfoGroup, equalsItsCopyAlsoAfterDeletions)

@@ -1,0 +1,83 @@
+// Compiles and runs the lines of docs/describing-memory.md, which the build copies into snippet.inc.
+
+#include <Quorvel/Core/Memory/Control/Collection.h>
+#include <Quorvel/Core/Memory/Entity/Manager.h>
+#include <Quorvel/Core/Memory/Info/Mount.h>
+
+#include <Kro/Exception.h>
+#include <Kro/KroModule.h>
+#include <Kro/Table.h>
+
+#include <array>
+#include <cstdint>
+#include <iostream>
+#include <stdexcept>
+
+namespace Entity = Quorvel::Core::Memory::Entity;
+namespace Info = Quorvel::Core::Memory::Info;
+using Quorvel::Core::Memory::Control::Collection;
+
+namespace {
+
+extern Kro::KroModule module;
+
+struct Receive {
+   std::array<std::byte, 16> descriptor;
+   std::array<std::byte, 2048> packet;
+   std::uint64_t state;
+   struct Declaration;
+   static Kro::KroType const kroType;
+};
+
+struct Receive::Declaration {
+   // clang-format off
+   static constexpr auto table = Kro::table<Receive>(
+      Kro::field<2, &Receive::descriptor>("descriptor"),
+      Kro::field<3, &Receive::packet>("packet"),
+      Kro::field<4, &Receive::state>("state"));
+   // clang-format on
+};
+
+constinit Kro::KroType const Receive::kroType = Kro::entryType<Receive, Receive::Declaration>("Receive", &module);
+
+class Rings : public Kro::Entity {
+public:
+   explicit Rings(Orvo::String const& name) : Entity(name), receive(Orvo::make<Collection>(nullptr))
+   {
+      receive->attributesIs(Receive::kroType);
+      receive->synchronizerIs([](std::uint32_t /*index*/) {});
+   }
+
+   ~Rings() override { nodeFlagSet(flagDeleteOnLastUser, false); }
+
+   Kro::TypeData const& typeData() const noexcept override { return kroType; }
+
+   struct Declaration;
+   static Kro::KroType const kroType;
+
+   Orvo::Ptr<Collection> receive;
+};
+
+struct Rings::Declaration {
+   // clang-format off
+   static constexpr auto table = Kro::table<Rings, Kro::Entity>(
+      Kro::entries<1, Receive>("receive"),
+      Kro::value<2, &Rings::receive>("receiveControl", Kro::readOnly));
+   // clang-format on
+};
+
+constinit Kro::KroType const Rings::kroType = Kro::entityType<Rings, Rings::Declaration>("Rings", &module);
+
+constexpr Kro::KroType const* types[] = {&Receive::kroType, &Rings::kroType};
+constinit Kro::KroModule module{"DescribingMemory", "examples/describing-memory", types, {}};
+
+} // namespace
+
+int main()
+{
+   Kro::kroModuleIs(module);
+
+#include "snippet.inc"
+
+   return 0;
+}
