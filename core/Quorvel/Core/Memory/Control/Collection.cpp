@@ -4,8 +4,10 @@
 
 #include <Kro/Exception.h>
 #include <Orvo/Assert.h>
+#include <Quorvel/Utility/Raise.h>
 
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -15,6 +17,13 @@ namespace {
 [[noreturn]] void refuse(char const* attribute, std::uint32_t existing, std::uint32_t asked, Orvo::String const& member)
 {
    Kro::throwMutatorReinstantiating(_Collection_d95037a923a29d5_kroModule, attribute, existing, asked, member);
+}
+
+Detail::Attribute const& known(Collection::Attributes const& attributes, std::int32_t id)
+{
+   auto const* const found = attributes.find(id);
+   ORVO_ASSERT(found != nullptr, "the attribute id is known");
+   return *found;
 }
 
 } // namespace
@@ -123,29 +132,37 @@ void Collection::synchronizerIs(std::function<void(std::uint32_t)> synchronizer)
    synchronizer_ = std::move(synchronizer);
 }
 
-Detail::Attribute const& Collection::knownAttribute(std::int32_t id) const
+Detail::Attribute const& Collection::denseAttribute(std::int32_t id, std::size_t size) const
 {
-   auto const* known = attribute(id);
-   ORVO_ASSERT(known != nullptr, "the attribute id is known");
-   return *known;
+   auto const& dense = known(attribute_, id);
+   auto const name = "attribute=" + std::to_string(id);
+   if (offsetter_ != nullptr) {
+      Utility::raise(std::invalid_argument(name + " has no runs: the collection has an offsetter."));
+   }
+   if (size != 0 && size != dense.size()) {
+      Utility::raise(std::invalid_argument(
+         name + " has size=" + std::to_string(dense.size()) + ", but runs with size=" + std::to_string(size) +
+         " are asked for."));
+   }
+   return dense;
 }
 
 std::uint64_t Collection::addressBus(std::int32_t attribute, std::uint32_t index) const
 {
-   auto const [chunk, offset] = knownAttribute(attribute).obtainChunkAndOffset(index, offsetter_);
+   auto const [chunk, offset] = known(attribute_, attribute).lookUp(index, offsetter_);
    return chunk->isIncapableDma() ? 0 : chunk->addressBus() + offset;
 }
 
 std::uint64_t Collection::addressVirtual(std::int32_t attribute, std::uint32_t index) const
 {
-   auto const [chunk, offset] = knownAttribute(attribute).obtainChunkAndOffset(index, offsetter_);
+   auto const [chunk, offset] = known(attribute_, attribute).lookUp(index, offsetter_);
    return chunk->addressVirtual() + offset;
 }
 
 void Collection::reset(std::uint32_t index) const
 {
    for (auto const& attribute : attribute_) {
-      auto const [chunk, offset] = attribute.obtainChunkAndOffset(index, offsetter_);
+      auto const [chunk, offset] = attribute.lookUp(index, offsetter_);
       std::memset(reinterpret_cast<void*>(chunk->addressVirtual() + offset), 0, attribute.size());
    }
 }

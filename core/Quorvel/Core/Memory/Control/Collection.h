@@ -4,14 +4,17 @@
 #include <Quorvel/Core/Memory/Control/Detail/Attribute.h>
 #include <Quorvel/Core/Memory/Control/Detail/Group.h>
 #include <Quorvel/Core/Memory/Control/Offsetter.h>
+#include <Quorvel/Core/Memory/Control/Run.h>
 
 #include <Kro/OrderedEntities.h>
 #include <Kro/OrderedMap.h>
 #include <Orvo/Ptr.h>
 #include <Orvo/String.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <type_traits>
 
 namespace Quorvel::Core::Memory::Control {
 
@@ -91,6 +94,21 @@ public:
    /// Like addressBus, but the address through which software reads and writes, for every kind of memory.
    std::uint64_t addressVirtual(std::int32_t attribute, std::uint32_t index) const;
 
+   /// The memory of a field, run by run, so that a hot loop need not ask for each entry:
+   ///
+   ///     for (auto const run : ring.runs<Descriptor>(number)) { // run.first, run.count, run.addressBus, run.memory
+   ///
+   /// Not for a collection with an offsetter: its entries lie where the offsetter says.
+   ///
+   /// @tparam T what the field holds, or std::byte
+   /// @param attribute number of the field; an unknown one stops the process
+   /// @throws std::invalid_argument when T has another size than the field, or the collection has an offsetter
+   template <class T>
+   Runs<T> runs(std::int32_t attribute) const
+   {
+      return Runs<T>(denseAttribute(attribute, std::is_same_v<T, std::byte> ? 0 : sizeof(T)));
+   }
+
    /// Sets every field of the entry to zero, ascending by number.
    /// @throws Kro::RangeException when no group of a field covers the entry; fields before it stay cleared
    void reset(std::uint32_t index) const;
@@ -114,7 +132,8 @@ public:
 private:
    struct Declaration;
 
-   Detail::Attribute const& knownAttribute(std::int32_t id) const;
+   /// @param size bytes that the field must have; 0: any number
+   Detail::Attribute const& denseAttribute(std::int32_t id, std::size_t size) const;
 
    Attributes attribute_;
    Groups group_;

@@ -2,6 +2,7 @@
 
 #include <Quorvel/Core/Export.h>
 #include <Quorvel/Core/Memory/Control/Detail/Chunk.h>
+#include <Quorvel/Core/Memory/Control/Detail/ExtentIndex.h>
 #include <Quorvel/Core/Memory/Control/Detail/Group.h>
 #include <Quorvel/Core/Memory/Control/Offsetter.h>
 
@@ -9,10 +10,24 @@
 #include <Kro/OrderedMap.h>
 #include <Orvo/Ptr.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <utility>
 
+namespace Quorvel::Core::Memory::Control {
+class Collection;
+}
+
 namespace Quorvel::Core::Memory::Control::Detail {
+
+/// Consecutive entries of which one field lies side by side in one chunk.
+struct Stretch {
+   std::uint32_t first;  ///< number of the first entry
+   std::uint32_t count;  ///< number of entries
+   Chunk* chunk;         ///< borrowed
+   std::uint32_t offset; ///< of the first entry's field in the chunk, in bytes
+};
 
 /// One field of a collection's entries: where, group by group, its bytes live.
 ///
@@ -82,8 +97,17 @@ public:
    /// @return the chunk (borrowed: valid while this attribute keeps it) and the offset in it, in bytes
    /// @throws Kro::RangeException when no such group covers `index`; nothing has changed
    /// A chunk key whose group is missing stops the process when the search reaches it.
-   /// Cost: O(chunks * log groups); allocates only to build the error text, touches no reference count.
+   /// Cost: constant where the groups that have a chunk do not overlap and are of about one size, O(log groups) where they
+   /// only do not overlap, O(chunks * log groups) else; allocates only to build the error text, touches no reference count.
    std::pair<Chunk*, std::uint32_t> obtainChunkAndOffset(std::uint32_t index, Offsetter offsetter) const;
+
+   /// Finds the longest stretch of one group's entries, densely packed, that begins at `from` or, where no group covers that entry, at the
+   /// next one that is covered.
+   ///
+   /// @return nothing when no group that has a chunk covers `from` or an entry behind it
+   /// A chunk key whose group is missing stops the process.
+   /// Cost: like that of obtainChunkAndOffset.
+   std::optional<Stretch> nextStretch(std::uint32_t from) const;
 
    Kro::TypeData const& typeData() const noexcept override { return kroType; }
 
@@ -93,11 +117,51 @@ public:
    static Kro::AllocTrackTypeInfo memAllocationTracker_;
 
 private:
+   friend class Control::Collection;
    struct Declaration;
+
+   /// Keeps `index_` in step: where `before` was under one key with a chunk, there is `after` with `chunk` now. Null: no group, or
+   /// no chunk for it.
+   void pairIs(Group const* before, Group const* after, Chunk* chunk) noexcept;
+   void reindex() noexcept;
+
+   Group const& groupOf(std::uint32_t key) const;
+   std::optional<Extent> nextExtent(std::uint32_t from) const;
+   std::optional<std::uint32_t> nextCovered(std::uint32_t from) const;
+   std::pair<Chunk*, std::uint32_t> walk(std::uint32_t index, Offsetter offsetter) const;
+
+   std::uint32_t offsetOf(std::uint32_t head, std::uint32_t index, Offsetter offsetter) const
+   {
+      // 32-bit wrap intended.
+      return offsetter != nullptr ? offsetter(head, index, size_) : (index - head) * size_;
+   }
+
+   /// What obtainChunkAndOffset does, inside its caller.
+   std::pair<Chunk*, std::uint32_t> lookUp(std::uint32_t index, Offsetter offsetter) const
+   {
+      if (auto const* extent = index_.find(index)) [[likely]] {
+         return {extent->chunk, offsetOf(extent->begin, index, offsetter)};
+      }
+      return walk(index, offsetter);
+   }
+
+   void lonelyChunksIs(std::size_t count) noexcept
+   {
+      lonelyChunks_ = count;
+      index_.isSuspendedIs(count != 0);
+   }
+
+   bool isIndexed() const noexcept { return !hasOverlap_ && lonelyChunks_ == 0; }
 
    Groups group_;
    Chunks chunk_;
+   /// Answers where it must agree with the walk over `chunk_`: empty while extents overlap, suspended while a chunk lacks its
+   /// group.
+   ExtentIndex index_;
+   std::size_t lonelyChunks_ = 0; ///< chunks without a group
+   std::size_t changesSince_ = 0; ///< changes since extents were last found to overlap
    std::uint32_t size_;
+   bool hasOverlap_ = false;
 };
 
 } // namespace Quorvel::Core::Memory::Control::Detail
