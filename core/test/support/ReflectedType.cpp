@@ -105,8 +105,8 @@ std::vector<std::string> attributesOf(Kro::GenericIf const& object)
       if (attr.collection != nullptr) {
          auto const& collection = *attr.collection;
          line += collection.isSet ? " of " : " " + shortNameOf(collection.key) + " -> ";
-         line += shortNameOf(attr.type) + (collection.order == Kro::Order::hash ? ", hash" : ", ordered") + flagsOf(attr) +
-                 mutatorsOf(collection);
+         line += shortNameOf(attr.type) + (collection.order == Kro::Order::hash ? ", hash" : ", ordered") +
+                 flagsOf(attr) + mutatorsOf(collection);
       } else if (!attr.overloads.empty()) {
          for (auto const& overload : attr.overloads) {
             line += signatureOf(overload);

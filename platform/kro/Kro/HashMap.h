@@ -23,8 +23,8 @@ namespace Kro {
 /// @tparam KeyFunktor  gives the key that is part of a value. When it returns a reference, and the value is no pointer,
 ///                     the key is not stored a second time. `KeyApart`: the key is no part of the value.
 ///
-/// With a KeyFunktor a value whose key differs from the one under which it is stored ends the process, and what `find`
-/// gives must keep its key.
+/// With a KeyFunktor a value whose key differs from the one under which it is stored ends the process, what `find` gives
+/// must keep its key, and equal values have equal keys.
 template <class Tag, class Key, class Value, class KeyFunktor = KeyApart>
 class HashMap : public HashMapCollection<HashMapNode<Tag, Key, Value, KeyFunktor>> {
    using Base = HashMapCollection<HashMapNode<Tag, Key, Value, KeyFunktor>>;

@@ -138,8 +138,13 @@ public:
       for (auto const* x = a.table_.first(); x != nullptr; x = x->next, y = y->next) {
          auto const& one = *static_cast<Node const*>(x);
          auto const& other = *static_cast<Node const*>(y);
-         if (x->hash != y->hash || !(one.key() == other.key()) || !(one.element() == other.element())) {
+         if (x->hash != y->hash || !(one.element() == other.element())) {
             return false;
+         }
+         if constexpr (!Node::isKeyInElement) {
+            if (!(one.key() == other.key())) {
+               return false;
+            }
          }
       }
       return true;
@@ -157,10 +162,8 @@ protected:
 
    HashMapCollection(HashMapCollection const& other) : HashMapCollection()
    {
-      table_.reserveLike(other.table_);
-      for (auto const* link = other.table_.first(); link != nullptr; link = link->next) {
-         table_.insert(*new Node(*static_cast<Node const*>(link)), nullptr);
-      }
+      table_.cloneFrom(
+         other.table_, [](Link const& link) -> Link& { return *new Node(static_cast<Node const&>(link)); });
    }
 
    HashMapCollection(HashMapCollection&& other) noexcept = default;
@@ -187,11 +190,7 @@ protected:
    Node* findNode(key_type const& key) const noexcept
    {
       auto const hash = HashMapKey<key_type>::hash(key);
-      auto* at = table_.bucket(hash);
-      while (at != nullptr && at->hash < hash) {
-         at = at->next;
-      }
-      for (; at != nullptr && at->hash == hash; at = at->next) {
+      for (auto* at = table_.search(hash); at != nullptr && at->hash == hash; at = at->next) {
          if (auto* const node = static_cast<Node*>(at); node->key() == key) {
             return node;
          }

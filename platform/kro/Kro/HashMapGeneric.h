@@ -4,6 +4,7 @@
 #include <Kro/Export.h>
 
 #include <Orvo/Assert.h>
+#include <TolSlab/Slab.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -12,16 +13,18 @@
 namespace Kro {
 
 /// What lies under every hash collection, whatever its key and value: one doubly linked list of all elements, ascending
-/// by (hash, key), and above it an array of buckets. A bucket is a range of the hash's top bits and points to the first
-/// element of that range, or is null.
+/// by (hash, key), and above it, when there are many, an array of buckets. A bucket is a range of the hash's top bits and
+/// points to the first element of that range, or is null.
 ///
 /// So the order of iteration is a function of the content alone: not of the sequence of calls, not of the number of
 /// buckets. A copy has its original's order; growing and shrinking make a new array and relink nothing; empty buckets
 /// cost a walk nothing. Which of two elements of equal hash is first is the business of the collection, which knows the
 /// keys.
 ///
-/// The array doubles when there is more than one element for a bucket, and halves when there is less than one for
-/// eight. An empty collection that has never had an element has no array.
+/// Up to 8 elements need no array: the list is searched, and a word with one bit for each 32nd of the range of hashes
+/// tells most of the absent ones before. The ninth element brings an array of 16 buckets. It doubles when there is more
+/// than one element for a bucket, and halves when there is less than one for eight; half of 16 is none again. So an array
+/// that was made for the ninth element stays until one is left.
 ///
 /// Ownership: owns the array and none of the elements.
 /// Threads:   const operations may run together; the caller serialises changes.
@@ -82,7 +85,12 @@ public:
    HashMapGeneric& operator=(HashMapGeneric&&) = delete;
 
    /// Frees the array.
-   KRO_EXPORT ~HashMapGeneric();
+   ~HashMapGeneric()
+   {
+      if (buckets_ != nullptr) [[unlikely]] {
+         freeBuckets();
+      }
+   }
 
    void swap(HashMapGeneric& other) noexcept
    {
@@ -91,6 +99,7 @@ public:
       std::swap(last_, other.last_);
       std::swap(size_, other.size_);
       std::swap(bits_, other.bits_);
+      std::swap(parts_, other.parts_);
       ++version_;
       ++other.version_;
    }
@@ -102,33 +111,44 @@ public:
    /// Raised by every change. Equal versions of one collection: nothing has changed in between.
    std::uint64_t version() const noexcept { return version_; }
 
-   std::size_t bucketCount() const noexcept { return buckets_ == nullptr ? 0 : std::size_t{1} << bits_; }
+   /// 0 without an array.
+   std::size_t bucketCount() const noexcept { return buckets_ == nullptr ? 0 : capacity(); }
 
    Link* first() const noexcept { return first_; }
 
-   /// First element of the bucket to which `hash` belongs, or null. Its hash may be smaller than, equal to or greater
-   /// than `hash`; an element with that hash is in the list from here on.
-   Link* bucket(std::uint64_t hash) const noexcept { return buckets_ == nullptr ? nullptr : buckets_[slot(hash)]; }
+   /// Where an element with that hash is, if there is one: the first whose hash is not less than `hash`. Null when there
+   /// surely is none, whatever stands behind its place.
+   Link* search(std::uint64_t hash) const noexcept
+   {
+      if (buckets_ != nullptr) {
+         return firstFrom(buckets_[slot(hash)], hash);
+      }
+      if ((parts_ & partOf(hash)) == 0) {
+         return nullptr;
+      }
+      auto* at = first_;
+      while (at->hash < beginOfPart(hash)) { // the part is not empty: this ends at its first element
+         at = at->next;
+      }
+      return firstFrom(at, hash);
+   }
 
    /// First element whose hash is not less than `hash`, or null.
    Link* lowerBound(std::uint64_t hash) const noexcept
    {
-      auto* at = bucket(hash);
-      if (at == nullptr) {
-         return firstBehindBucket(hash);
+      if (buckets_ == nullptr) {
+         return firstFrom(first_, hash);
       }
-      while (at != nullptr && at->hash < hash) {
-         at = at->next;
-      }
-      return at;
+      auto* const head = buckets_[slot(hash)];
+      return head != nullptr ? firstFrom(head, hash) : firstBehindBucket(hash);
    }
 
    /// Makes sure that one more element can be added without allocating.
    /// @throws std::bad_alloc  nothing has changed
    void reserveOne()
    {
-      if (size_ >= bucketCount()) [[unlikely]] {
-         grow();
+      if (size_ >= capacity()) [[unlikely]] {
+         resize(bits_ + 1);
       }
    }
 
@@ -141,10 +161,13 @@ public:
       link.next = next;
       (previous == nullptr ? first_ : previous->next) = &link;
       (next == nullptr ? last_ : next->previous) = &link;
-      auto& head = buckets_[slot(link.hash)];
-      if (head == nullptr || head == next) {
-         head = &link;
+      if (buckets_ != nullptr) {
+         auto& head = buckets_[slot(link.hash)];
+         if (head == nullptr || head == next) {
+            head = &link;
+         }
       }
+      parts_ |= partOf(link.hash);
       ++size_;
       ++version_;
    }
@@ -152,37 +175,103 @@ public:
    /// Takes `link`, an element, out of the list. May make the array smaller.
    KRO_EXPORT void remove(Link& link) noexcept;
 
-   /// Gives an empty collection as many buckets as `other` has.
-   /// @throws std::bad_alloc  nothing has changed
-   KRO_EXPORT void reserveLike(HashMapGeneric const& other);
+   /// Fills this new collection with `clone(Link const&)`, a `Link&`, of each element of `other`, in its order. The array
+   /// is as long as the other's, and there is none for elements that need none.
+   /// @throws whatever cloning throws, and std::bad_alloc; then only `release` may be called, which gives what was made
+   template <class Clone>
+   void cloneFrom(HashMapGeneric const& other, Clone clone)
+   {
+      if (other.size_ > largestList) [[unlikely]] {
+         replaceBuckets(other.bits_);
+      }
+      auto** const buckets = buckets_;
+      Link* last = nullptr;
+      auto** end = &first_;
+      for (auto const* from = other.first_; from != nullptr; from = from->next) {
+         Link& made = clone(*from);
+         made.previous = last;
+         made.next = nullptr; // at every step what has been made is a list
+         *end = last = &made;
+         end = &made.next;
+         if (buckets != nullptr) {
+            if (auto*& head = buckets[slot(made.hash)]; head == nullptr) {
+               head = &made;
+            }
+         }
+      }
+      last_ = last;
+      size_ = other.size_;
+      parts_ = other.parts_;
+      ++version_;
+   }
 
    /// Empties it and frees the array. The elements stay linked to each other, as a list that begins with the result.
-   KRO_EXPORT Link* release() noexcept;
+   Link* release() noexcept
+   {
+      if (buckets_ != nullptr) [[unlikely]] {
+         freeBuckets();
+      }
+      size_ = 0;
+      parts_ = 0;
+      last_ = nullptr;
+      ++version_;
+      return std::exchange(first_, nullptr);
+   }
 
    /// An element has got another value.
    void noteReplaced() noexcept { ++version_; }
 
-   /// Makes the array 2^bits long: twice or half of what it is, which is the step of growing and shrinking.
+   /// Makes the array 2^bits long, 2^3 meaning none and the least: twice or half of what it is, which is the step of
+   /// growing and shrinking.
    /// @throws std::bad_alloc  nothing has changed
    KRO_EXPORT void resize(unsigned bits);
 
    /// Storage for an element.
    /// @throws std::bad_alloc
-   KRO_EXPORT static void* allocateNode(std::size_t size);
-   KRO_EXPORT static void freeNode(void* node, std::size_t size) noexcept;
+   static void* allocateNode(std::size_t size)
+   {
+      void* const node = TolSlab::slabAllocOrStdMalloc(size);
+      memAllocationTracker_.trackAllocation();
+      return node;
+   }
+
+   static void freeNode(void* node, std::size_t size) noexcept
+   {
+      memAllocationTracker_.trackDeallocation();
+      TolSlab::slabFreeOrStdFree(node, size);
+   }
 
 private:
-   static constexpr unsigned minBits = 3;
+   static constexpr unsigned bitsOfList = 3;
+   static constexpr std::size_t largestList = std::size_t{1} << bitsOfList; ///< elements that need no array
+
+   /// Elements for which there is room.
+   std::size_t capacity() const noexcept { return std::size_t{1} << bits_; }
 
    std::size_t slot(std::uint64_t hash) const noexcept { return slot(hash, bits_); }
 
    static std::size_t slot(std::uint64_t hash, unsigned bits) noexcept { return hash >> (64 - bits); }
 
-   static Link** allocateBuckets(unsigned bits);
-   static void freeBuckets(Link** buckets, unsigned bits) noexcept;
+   static constexpr unsigned bitsOfParts = 5;
 
+   /// The bit of `parts_` that stands for the part to which `hash` belongs.
+   static std::uint32_t partOf(std::uint64_t hash) noexcept { return std::uint32_t{1} << (hash >> (64 - bitsOfParts)); }
+
+   static std::uint64_t beginOfPart(std::uint64_t hash) noexcept { return hash & ~(~std::uint64_t{0} >> bitsOfParts); }
+
+   /// First element from `at` on whose hash is not less than `hash`, or null.
+   static Link* firstFrom(Link* at, std::uint64_t hash) noexcept
+   {
+      while (at != nullptr && at->hash < hash) {
+         at = at->next;
+      }
+      return at;
+   }
+
+   static Link** allocateBuckets(unsigned bits);
+   KRO_EXPORT void freeBuckets() noexcept;
+   KRO_EXPORT void replaceBuckets(unsigned bits);
    KRO_EXPORT Link* firstBehindBucket(std::uint64_t hash) const noexcept;
-   KRO_EXPORT void grow();
    void shrink() noexcept;
 
    Link** buckets_ = nullptr;
@@ -190,7 +279,8 @@ private:
    Link* last_ = nullptr;
    std::size_t size_ = 0;
    std::uint64_t version_ = 0;
-   unsigned bits_ = minBits; ///< binary logarithm of the number of buckets, when there is an array
+   std::uint32_t bits_ = bitsOfList; ///< binary logarithm of the number of buckets; without an array `bitsOfList`
+   std::uint32_t parts_ = 0; ///< one bit for each 32nd of the range of hashes: whether an element's hash is in it
 };
 
 } // namespace Kro

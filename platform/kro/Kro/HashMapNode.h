@@ -70,6 +70,7 @@ struct HashMapNode : Detail::HashMapNodeBase {
    using key_type = Key;
    using mapped_type = Value;
    using Element = Value;
+   static constexpr bool isKeyInElement = false;
 
    template <class V>
    HashMapNode(std::uint64_t hashOfKey, Key const& key, V&& value)
@@ -90,6 +91,7 @@ struct HashMapNode<Tag, Key, Value, KeyFunktor, true> : Detail::HashMapNodeBase 
    using key_type = Key;
    using mapped_type = Value;
    using Element = Value;
+   static constexpr bool isKeyInElement = true;
 
    template <class V>
    HashMapNode(std::uint64_t hashOfKey, Key const&, V&& value)
@@ -109,6 +111,7 @@ struct HashMapNode<Tag, Key, void, KeyApart, false> : Detail::HashMapNodeBase {
    using key_type = Key;
    using mapped_type = void;
    using Element = Key;
+   static constexpr bool isKeyInElement = true;
 
    HashMapNode(std::uint64_t hashOfKey, Key const& key) : HashMapNodeBase(hashOfKey), key_(key) {}
 

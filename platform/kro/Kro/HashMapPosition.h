@@ -50,7 +50,8 @@ public:
       return at;
    }
 
-   /// The current element when it is still there, or null.
+   /// The current element when it is still there, or null. Where no key was kept, an element that has come to the same
+   /// address with the same 64-bit hash counts as it.
    Node* find() const noexcept
    {
       if (isCurrent()) {

@@ -11,7 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
-// Hash collections of 1 000 texts of 12 or 40 characters, ns an element, beside std::unordered_map of std::string.
+// Hash collections of 1 000 texts of 12 or 40 characters, ns an element, beside std::unordered_map of std::string; looking
+// up also in small ones of that many elements: up to 8 have no buckets.
 
 namespace {
 
@@ -22,13 +23,15 @@ struct HN_Bench;
 using Sut = Kro::HashMap<HN_Bench, Orvo::String, Value>;
 using StdMap = std::unordered_map<std::string, Value>;
 
-constexpr std::size_t count = 1000;
+constexpr std::int64_t most = 1000;
 
-/// `count` different texts of so many characters, from number `first` on, in random order.
+/// Different texts, as many of as many characters as the arguments of `state` say, from number `first` on, in random
+/// order.
 template <class Text>
 std::vector<Text> texts(benchmark::State const& state, std::size_t first = 0)
 {
    std::vector<Text> all;
+   auto const count = static_cast<std::size_t>(state.range(1));
    for (std::size_t i = first; i < first + count; ++i) {
       auto const digits = std::to_string(100'000 + i);
       all.emplace_back(std::string(static_cast<std::size_t>(state.range(0)) - digits.size(), 'n') + digits);
@@ -65,7 +68,7 @@ void find(benchmark::State& state, std::size_t firstSought)
          benchmark::DoNotOptimize(map.find(key));
       }
    }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
+   state.SetItemsProcessed(state.iterations() * state.range(1));
 }
 
 void findHitKro(benchmark::State& state)
@@ -80,12 +83,12 @@ void findHitStdMap(benchmark::State& state)
 
 void findMissKro(benchmark::State& state)
 {
-   find<Orvo::String>(state, count);
+   find<Orvo::String>(state, most);
 }
 
 void findMissStdMap(benchmark::State& state)
 {
-   find<std::string>(state, count);
+   find<std::string>(state, most);
 }
 
 template <class Text>
@@ -96,7 +99,7 @@ void build(benchmark::State& state)
       auto map = filled(keys);
       benchmark::DoNotOptimize(map);
    }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
+   state.SetItemsProcessed(state.iterations() * state.range(1));
 }
 
 void buildKro(benchmark::State& state)
@@ -117,7 +120,7 @@ void copy(benchmark::State& state)
       auto map = original;
       benchmark::DoNotOptimize(map);
    }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
+   state.SetItemsProcessed(state.iterations() * state.range(1));
 }
 
 void copyKro(benchmark::State& state)
@@ -140,7 +143,7 @@ void walkKro(benchmark::State& state)
       }
       benchmark::DoNotOptimize(sum);
    }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
+   state.SetItemsProcessed(state.iterations() * state.range(1));
 }
 
 void walkStdMap(benchmark::State& state)
@@ -153,18 +156,31 @@ void walkStdMap(benchmark::State& state)
       }
       benchmark::DoNotOptimize(sum);
    }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
+   state.SetItemsProcessed(state.iterations() * state.range(1));
 }
 
-BENCHMARK(findHitKro)->Arg(12)->Arg(40);
-BENCHMARK(findHitStdMap)->Arg(12)->Arg(40);
-BENCHMARK(findMissKro)->Arg(12)->Arg(40);
-BENCHMARK(findMissStdMap)->Arg(12)->Arg(40);
-BENCHMARK(buildKro)->Arg(12)->Arg(40);
-BENCHMARK(buildStdMap)->Arg(12)->Arg(40);
-BENCHMARK(copyKro)->Arg(12)->Arg(40);
-BENCHMARK(copyStdMap)->Arg(12)->Arg(40);
-BENCHMARK(walkKro)->Arg(12)->Arg(40);
-BENCHMARK(walkStdMap)->Arg(12)->Arg(40);
+void whole(benchmark::internal::Benchmark* benchmark)
+{
+   benchmark->Args({12, most})->Args({40, most});
+}
+
+void wholeAndSmall(benchmark::internal::Benchmark* benchmark)
+{
+   whole(benchmark);
+   for (std::int64_t const count : {1, 2, 4, 8, 9, 16}) {
+      benchmark->Args({12, count});
+   }
+}
+
+BENCHMARK(findHitKro)->Apply(wholeAndSmall);
+BENCHMARK(findHitStdMap)->Apply(wholeAndSmall);
+BENCHMARK(findMissKro)->Apply(wholeAndSmall);
+BENCHMARK(findMissStdMap)->Apply(wholeAndSmall);
+BENCHMARK(buildKro)->Apply(whole);
+BENCHMARK(buildStdMap)->Apply(whole);
+BENCHMARK(copyKro)->Apply(whole);
+BENCHMARK(copyStdMap)->Apply(whole);
+BENCHMARK(walkKro)->Apply(whole);
+BENCHMARK(walkStdMap)->Apply(whole);
 
 } // namespace

@@ -1,9 +1,11 @@
-#include "CollectionKinds.h"
+#include "collections/Fragile.h"
+#include "collections/HashKinds.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -90,6 +92,54 @@ TEST(HashMap, theKeysWithTheSmallestAndTheGreatestHashAreFirstAndLast)
    EXPECT_TRUE(std::is_sorted(hashes.begin(), hashes.end()));
 }
 
+TEST(HashMap, copiesUpToEightElementsWithoutAnArray)
+{
+   auto const& tracker = HashMapGeneric::memAllocationTracker_;
+   HashMap<HN_Test, Orvo::String, int> original;
+   for (int number = 0; number < 9; ++number) {
+      original.is(Orvo::join("key", static_cast<unsigned>(number)), number);
+   }
+   auto const arraysBefore = tracker.arrayAllocations();
+
+   auto const copyOfNine = original;
+   EXPECT_EQ(tracker.arrayAllocations(), arraysBefore + 1);
+   original.erase("key8");
+   auto copyOfEight = original;
+   EXPECT_EQ(tracker.arrayAllocations(), arraysBefore + 1);
+   EXPECT_EQ(copyOfEight, original);
+   copyOfEight.is("key8", 8);
+   EXPECT_EQ(tracker.arrayAllocations(), arraysBefore + 2);
+
+   EXPECT_EQ(copyOfEight, copyOfNine);
+}
+
+TEST(HashMap, aWalkGoesOnWhenTheArrayComesAndGoes)
+{
+   auto const& tracker = HashMapGeneric::memAllocationTracker_;
+   auto const arraysBefore = tracker.liveArrayCount();
+   HashMap<HN_Test, Colliding::Key, int> sut;
+   auto const keyOf = [](int number) { return Colliding::key(number); };
+   for (int number = 0; number < 8; ++number) {
+      sut.is(keyOf(number), number);
+   }
+   std::vector<int> order(sut.begin(), sut.end());
+   auto at = std::next(sut.begin(), 3);
+
+   sut.is(keyOf(8), 8);
+   ASSERT_EQ(tracker.liveArrayCount(), arraysBefore + 1);
+   sut.erase(keyOf(8));
+   EXPECT_EQ(*++at, order[4]);
+   for (int const number : order) {
+      if (number != order[7]) {
+         sut.erase(keyOf(number));
+      }
+   }
+   ASSERT_EQ(tracker.liveArrayCount(), arraysBefore);
+
+   EXPECT_EQ(*++at, order[7]);
+   EXPECT_EQ(++at, sut.end());
+}
+
 TEST(HashMap, addressesOfNeighboursHaveDifferentHashesThatFillTheTopBits)
 {
    constexpr std::size_t count = 1024;
@@ -107,8 +157,8 @@ TEST(HashMapDeathTest, aValueUnderAnotherKeyThanItsOwnEndsTheProcess)
    NamedMap sut;
    Named const value(1, 1);
 
-   EXPECT_DEATH(sut.is("another", value), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
-   EXPECT_DEATH(sut.insert("another", value), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
+   EXPECT_DEATH(sut.is("another", value), ": assertion failed: fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)\n$");
+   EXPECT_DEATH(sut.insert("another", value), ": assertion failed: fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)\n$");
 
    sut.is(value.name, value);
    EXPECT_TRUE(sut.contains(value.name));
@@ -125,29 +175,9 @@ TEST(HashMapDeathTest, aRawCursorThatIsUsedAfterAChangeEndsTheProcess)
    sut.is(Named(2, 2));
 
    EXPECT_FALSE(cursor.isCurrent());
-   EXPECT_DEATH(static_cast<void>(cursor.link()), "version_ == hashMap_->version\\(\\)");
-   EXPECT_DEATH(cursor.advance(), "version_ == hashMap_->version\\(\\)");
+   EXPECT_DEATH(static_cast<void>(cursor.link()), ": assertion failed: version_ == hashMap_->version\\(\\)\n$");
+   EXPECT_DEATH(cursor.advance(), ": assertion failed: version_ == hashMap_->version\\(\\)\n$");
 }
-
-/// Copies until it is told not to.
-struct Fragile {
-   static inline int copiesLeft = 0;
-   static inline int live = 0;
-
-   Fragile() { ++live; }
-
-   Fragile(Fragile const&)
-   {
-      if (copiesLeft-- == 0) {
-         throw std::runtime_error("no more copies");
-      }
-      ++live;
-   }
-
-   Fragile& operator=(Fragile const&) = default;
-
-   ~Fragile() { --live; }
-};
 
 TEST(HashMap, whatFailsLeavesNothingBehind)
 {
@@ -218,6 +248,41 @@ TEST(HashMap, destructorsOfValuesMayUseTheMap)
    sut.clear();
 
    EXPECT_EQ(calls, 3);
+}
+
+TEST(HashMap, erasingAtAnIteratorGivesAPlaceThatIsThereWhenTheDestructorErasesMore)
+{
+   std::vector<int const*> order;
+   HashMap<HN_Test, int const*, Parting> sut;
+   for (int number = 0; number < 4; ++number) {
+      auto const* const key = Address::key(number);
+      sut.insert(key, Parting([&sut, &order, key] {
+                    if (key == order[1]) {
+                       sut.erase(order[2]); // what the iterator would have come to
+                    }
+                 }));
+   }
+   for (auto at = sut.begin(); at != sut.end(); ++at) {
+      order.push_back(at.key());
+   }
+
+   auto const at = sut.erase(++sut.begin());
+
+   EXPECT_EQ(at.key(), order[3]);
+   EXPECT_EQ(sut.size(), 2U);
+}
+
+// Built before main, destroyed after it: the destructor finds slab and trackers at work.
+HashMap<HN_Test, Orvo::String, int> const early = [] {
+   HashMap<HN_Test, Orvo::String, int> map;
+   map.is("built before main", 5);
+   return map;
+}();
+
+TEST(HashMap, canBeBuiltBeforeMain)
+{
+   ASSERT_NE(early.find("built before main"), nullptr);
+   EXPECT_EQ(*early.find("built before main"), 5);
 }
 
 } // namespace

@@ -95,8 +95,8 @@ private:
    std::vector<Extent> late_;           ///< by `begin`, too
    std::uint32_t bucketCount_ = 0;
    std::uint32_t sortedEnd_ = 0; ///< where the last in `sorted_` ended before it was erased, if it was
-   std::size_t erased_ = 0;  ///< how many in `sorted_` are
-   std::size_t divided_ = 0; ///< how many `sorted_` held when the width was chosen
+   std::size_t erased_ = 0;      ///< how many in `sorted_` are
+   std::size_t divided_ = 0;     ///< how many `sorted_` held when the width was chosen
 };
 
 } // namespace Quorvel::Core::Memory::Control::Detail
