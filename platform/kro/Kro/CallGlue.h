@@ -19,8 +19,12 @@ struct Signature;
 
 template <class C, class R, class... A>
 struct SignatureOf {
+   static_assert(
+      (!(std::is_lvalue_reference_v<A> && !std::is_const_v<std::remove_reference_t<A>>)&&...),
+      "a parameter that could change its argument cannot be called by reflection");
    using Class = C;
    static constexpr bool isMember = !std::is_void_v<C>;
+   static constexpr bool isConst = !isMember; ///< leaves the object as it is
    using Result = R;
    using Arguments = std::tuple<std::remove_cvref_t<A>...>;
    static constexpr std::array<TypeRef, sizeof...(A)> argumentTypes{typeRefOf<std::remove_cvref_t<A>>()...};
@@ -30,13 +34,17 @@ template <class C, class R, class... A>
 struct Signature<R (C::*)(A...)> : SignatureOf<C, R, A...> {};
 
 template <class C, class R, class... A>
-struct Signature<R (C::*)(A...) const> : SignatureOf<C, R, A...> {};
+struct Signature<R (C::*)(A...) const> : SignatureOf<C, R, A...> {
+   static constexpr bool isConst = true;
+};
 
 template <class C, class R, class... A>
 struct Signature<R (C::*)(A...) noexcept> : SignatureOf<C, R, A...> {};
 
 template <class C, class R, class... A>
-struct Signature<R (C::*)(A...) const noexcept> : SignatureOf<C, R, A...> {};
+struct Signature<R (C::*)(A...) const noexcept> : SignatureOf<C, R, A...> {
+   static constexpr bool isConst = true;
+};
 
 template <class R, class... A>
 struct Signature<R (*)(A...)> : SignatureOf<void, R, A...> {};
@@ -74,9 +82,9 @@ decltype(auto) callWith(void* object, void* const* arguments, std::index_sequenc
    if constexpr (Of::isMember) {
       // Through T, not straight to the class that `f` was named by: an inherited member's class may lie elsewhere in T.
       auto& member = static_cast<typename Of::Class&>(objectOf<T>(object));
-      return (member.*f)(objectOf<std::tuple_element_t<I, Arguments>>(arguments[I])...);
+      return (member.*f)(std::as_const(objectOf<std::tuple_element_t<I, Arguments>>(arguments[I]))...);
    } else {
-      return f(objectOf<std::tuple_element_t<I, Arguments>>(arguments[I])...);
+      return f(std::as_const(objectOf<std::tuple_element_t<I, Arguments>>(arguments[I]))...);
    }
 }
 
@@ -100,7 +108,8 @@ void call(void* object, void* const* arguments, void* result)
 template <class T, auto... f>
 struct Overloads {
    static constexpr std::array<Overload, sizeof...(f)> list{Overload{
-      Signature<decltype(f)>::argumentTypes, typeRefOf<typename Signature<decltype(f)>::Result>(), call<T, f>}...};
+      Signature<decltype(f)>::argumentTypes, typeRefOf<typename Signature<decltype(f)>::Result>(), call<T, f>,
+      Signature<decltype(f)>::isConst}...};
 };
 
 } // namespace Kro::Detail

@@ -3,6 +3,7 @@
 // How objects of unknown type are made, copied and ended. Authors of types read Table.h alone.
 
 #include <Kro/CallGlue.h>
+#include <Kro/Exception.h>
 
 #include <Orvo/Node.h>
 #include <Orvo/Ptr.h>
@@ -34,6 +35,19 @@ consteval TypeRef madeTypeOf()
    return {typeOf<T>(), std::derived_from<T, Orvo::Node> ? Form::ptr : Form::plain};
 }
 
+/// Makes an entity that knows its type.
+/// @throws NewEntityArgsException when it answers another type than T: T, or a class between T and its base, forgot `typeData()`
+template <class T, class... Argument>
+Orvo::Ptr<T> made(Argument const&... argument)
+{
+   auto entity = Orvo::make<T>(argument...);
+   if (&entity->typeData() != typeOf<T>()) [[unlikely]] {
+      throwNewEntityArgsException(
+         typeOf<T>()->name, Orvo::join("its typeData() answers '", entity->typeData().name, "'"));
+   }
+   return entity;
+}
+
 template <class... Argument>
 struct Constructor {
    static constexpr std::array<TypeRef, sizeof...(Argument)> argumentTypes{typeRefOf<Argument>()...};
@@ -56,7 +70,7 @@ private:
    static void make([[maybe_unused]] void* const* arguments, void* result, std::index_sequence<I...> /*positions*/)
    {
       if constexpr (std::derived_from<T, Orvo::Node>) {
-         *static_cast<Orvo::Ptr<T>*>(result) = Orvo::make<T>(std::as_const(objectOf<Argument>(arguments[I]))...);
+         *static_cast<Orvo::Ptr<T>*>(result) = made<T>(std::as_const(objectOf<Argument>(arguments[I]))...);
       } else {
          new (result) T(std::as_const(objectOf<Argument>(arguments[I]))...);
       }

@@ -65,6 +65,7 @@ Orvo::Ptr<Entity> Dir::createEntity(Orvo::String const& typeName, Orvo::String c
    if (!entity_.insert(name, entity)) {
       return this->entity(name);
    }
+   Orvo::Ptr<Dir> const self(this); // whoever is told of the change may let go of this directory
    entity->parentIs(this);
    publishEntity(name);
    return entity;
@@ -76,6 +77,7 @@ void Dir::deleteEntity(Orvo::String const& name)
    if (!taken) {
       return;
    }
+   Orvo::Ptr<Dir> const self(this);
    (*taken)->parentIs(nullptr);
    publishEntity((*taken)->name());
 }

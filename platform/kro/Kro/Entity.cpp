@@ -83,6 +83,9 @@ Orvo::Ptr<Entity> Entity::singletonIs(KroModule const& module, int flags, Orvo::
    }
    auto entry = std::make_unique<Singleton>();
    auto entity = (*type)->make(name);
+   if (entity->name() != name) {
+      return nullptr; // it could never be found
+   }
    entity->isSingleton_ = true;
    *entry = {entity.get(), singletons};
    singletons = entry.release();

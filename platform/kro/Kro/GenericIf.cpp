@@ -155,7 +155,7 @@ AccessResult GenericIf::callOne(
    std::span<Overload const> overloads, std::span<GenericIf const> arguments, GenericIf const& result) const
 {
    auto const* overload = Detail::findOverload(overloads, arguments);
-   if (overload == nullptr) {
+   if (overload == nullptr || (isReadOnly_ && !overload->isConst)) {
       return notAllowed;
    }
    if (result.slot_ != nullptr) {
@@ -174,8 +174,7 @@ AccessResult GenericIf::call(int number, std::span<GenericIf const> arguments, G
    if (attr == nullptr) {
       return noSuchAttribute;
    }
-   bool const isForStatics = slot_ == nullptr || (isReadOnly_ && attr->kind != Kind::computed);
-   if (attr->overloads.empty() || (isForStatics && attr->kind != Kind::statics)) {
+   if (attr->overloads.empty() || (slot_ == nullptr && attr->kind != Kind::statics)) {
       return notAllowed;
    }
    return callOne(attr->overloads, arguments, result);

@@ -61,7 +61,8 @@ public:
       return static_cast<KroType const&>(*type_.type);
    }
 
-   /// @return whether it is for reading alone: writing, mutators and operations are `notAllowed`
+   /// @return whether it is for reading alone: writing, mutators and what is not const are `notAllowed`; only a getter that is
+   ///         not const is still called
    bool isReadOnly() const noexcept { return isReadOnly_; }
 
    /// @return the interface of what a pointer slot points to, of an entity by the entity's own type; bound to nothing when

@@ -42,7 +42,7 @@ public:
    Value* find(Key const& key) noexcept { return valueOf(this->findNode(key)); }
 
    /// Sets the value under `key`: assigns to the one that is there, which keeps its place, else adds an element.
-   /// @return the value in the map
+   /// @return the value in the map; not to be used when the old value's destructor removes the key
    /// @throws whatever copying or assigning the value throws, and std::bad_alloc; nothing was added
    template <class V = Value>
    Value& is(Key const& key, V&& value)
@@ -50,9 +50,7 @@ public:
       checkKey(key, value);
       auto const place = this->place(key);
       if (place.existing != nullptr) {
-         place.existing->value_ = std::forward<V>(value);
-         this->table_.noteReplaced();
-         return place.existing->value_;
+         return replace(place.existing->value_, Value(std::forward<V>(value)));
       }
       return this->insertNode(place, key, std::forward<V>(value)).value_;
    }
@@ -64,9 +62,7 @@ public:
    {
       auto const place = this->place(KeyFunktor()(value));
       if (place.existing != nullptr) {
-         place.existing->value_ = std::forward<V>(value);
-         this->table_.noteReplaced();
-         return place.existing->value_;
+         return replace(place.existing->value_, Value(std::forward<V>(value)));
       }
       return this->insertNode(place, KeyFunktor()(value), std::forward<V>(value)).value_;
    }
@@ -98,6 +94,14 @@ public:
    }
 
 private:
+   Value& replace(Value& existing, Value&& value)
+   {
+      this->table_.noteReplaced();
+      // The old value dies last, by itself: its destructor may change this map.
+      [[maybe_unused]] Value const old = std::exchange(existing, std::move(value));
+      return existing;
+   }
+
    static Value* valueOf(Node* node) noexcept { return node == nullptr ? nullptr : std::addressof(node->value_); }
 
    template <class V>

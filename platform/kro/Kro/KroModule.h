@@ -30,7 +30,7 @@ struct KroModule {
 ///         when there are more than 65 536 types. Nothing is registered then. Out of a static initialiser the
 ///         exception ends the process with this text, in a plugin too, since `dlopen` is declared not to throw: a plugin whose
 ///         refusal is not to end the process registers in a function that is called after `dlopen`.
-/// Cost: some 100 instructions a type, however many are known already; no page of memory but those of the records.
+/// Cost: some 100 instructions a type while some thousands are known, then more; no page of memory but those of the records.
 KRO_EXPORT void kroModuleIs(KroModule& module);
 
 /// @return the module of that name, or null (borrowed)

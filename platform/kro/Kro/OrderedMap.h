@@ -60,7 +60,7 @@ public:
    mapped_type* find(key_type key) noexcept { return valueOf(tree_.find(key)); }
 
    /// Sets the value under `key`: assigns to the one that is there, else adds a node.
-   /// @return the value in the map
+   /// @return the value in the map; not to be used when the old value's destructor removes the key
    /// @throws whatever copying or assigning the value throws, and std::bad_alloc; nothing was added
    template <class V = mapped_type>
    mapped_type& is(key_type key, V&& value)
@@ -68,8 +68,9 @@ public:
       auto const place = tree_.place(key);
       if (place.existing != nullptr) {
          auto& existing = toMember(place.existing)->value();
-         existing = std::forward<V>(value);
          tree_.noteReplaced();
+         // The old value dies last, by itself: its destructor may change this map.
+         [[maybe_unused]] mapped_type const old = std::exchange(existing, mapped_type(std::forward<V>(value)));
          return existing;
       }
       auto* const node = new Node(key, std::forward<V>(value));

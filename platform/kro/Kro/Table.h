@@ -101,7 +101,8 @@ inline constexpr Detail::Overloaded<A...> overload{};
 template <class T, class Base, class... Entry>
 struct Table {
    static_assert(sizeof...(Entry) != 0, "a table has at least one attribute");
-   static_assert(sizeof...(Entry) < noAttribute, "a table has at most 254 attributes");
+   static_assert(
+      sizeof...(Entry) <= 128, "a table has at most 128 attributes"); // what compilers evaluate without options
    static_assert(std::is_void_v<Base> || std::derived_from<T, Base>, "attributes are inherited from a base class");
 
    static constexpr std::size_t count = sizeof...(Entry);
@@ -124,8 +125,11 @@ struct Table {
          if (attrs[i].name.empty()) {
             throw "an attribute has a name";
          }
+         if (attrs[i].name.find_first_of("(){},=\"") != std::string_view::npos) {
+            throw "an attribute's name holds nothing that parts or closes values";
+         }
          for (std::size_t k = 0; k < i; ++k) {
-            if (attrs[k].name == attrs[i].name) {
+            if (attrs[k].ends == attrs[i].ends && attrs[k].name == attrs[i].name) {
                throw "attribute name used twice";
             }
          }
@@ -243,7 +247,7 @@ consteval KroType entityType(std::string_view name, KroModule const* module)
    data.pointer = Detail::pointerOps<T>;
    data.constructors = Glue::template constructors<Constructor...>();
    if constexpr (Detail::isNamed<T>) {
-      data.make = [](Orvo::String const& entityName) -> Orvo::Ptr<Entity> { return Orvo::make<T>(entityName); };
+      data.make = [](Orvo::String const& entityName) -> Orvo::Ptr<Entity> { return Detail::made<T>(entityName); };
    }
    return KroType(data);
 }

@@ -86,6 +86,7 @@ struct Overload {
    TypeRef result; ///< a null type: no result
    /// Calls it. `object` is null for a static; `arguments[i]` points to a slot of the i-th type; `result` may be null.
    void (*call)(void* object, void* const* arguments, void* result);
+   bool isConst = false; ///< can be called on an object that is for reading alone
 };
 
 enum class Order : std::uint8_t {

@@ -390,5 +390,28 @@ TEST(DirDeathTest, theRootIsDestroyedAtExitAfterTheProgramsStaticObjects)
    EXPECT_EXIT(leaveOneAndExit(), testing::ExitedWithCode(0), "static object\nlate: without root");
 }
 
+TEST_F(DirTest, survivesAnEntityThatLetsGoOfItWhenItsParentChanges)
+{
+   auto held = Orvo::make<Dir>("held");
+   auto& last = *held;
+   Card::whenParentChanges = [&] { held.reset(); };
+
+   auto const entity = last.createEntity("Test::Card", "a");
+
+   EXPECT_EQ(held, nullptr);
+   EXPECT_EQ(entity->parent(), nullptr);
+
+   held = Orvo::make<Dir>("held");
+   Card::whenParentChanges = nullptr;
+   auto const other = held->createEntity("Test::Card", "b");
+   Card::whenParentChanges = [&] { held.reset(); };
+
+   held->deleteEntity("b");
+
+   EXPECT_EQ(held, nullptr);
+   EXPECT_EQ(other->parent(), nullptr);
+   Card::whenParentChanges = nullptr;
+}
+
 } // namespace
 } // namespace Test

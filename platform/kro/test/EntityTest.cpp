@@ -6,6 +6,7 @@
 #include <Kro/Dir.h>
 #include <Kro/Exception.h>
 #include <Kro/KroModule.h>
+#include <Kro/Table.h>
 
 #include <gtest/gtest.h>
 
@@ -162,6 +163,35 @@ TEST(EntitySingleton, askedForTwiceIsTheSame)
 
    EXPECT_EQ(Entity::singletonIs(testModule, 1, "Test::Card"), first);
    EXPECT_EQ(Entity::singletonIs(testModule, 0, "Test::Card"), first);
+}
+
+/// Gives itself another name than it is asked to take.
+class Renamed final : public Entity {
+public:
+   explicit Renamed(Orvo::String const& name) : Entity(Orvo::join(name, " renamed")) {}
+
+   ~Renamed() override { nodeFlagSet(flagDeleteOnLastUser, false); }
+
+   Kro::TypeData const& typeData() const noexcept override { return kroType; }
+
+   static Kro::KroType const kroType;
+   struct Declaration;
+};
+
+struct Renamed::Declaration {
+   static constexpr auto table = Kro::table<Renamed, Entity>(Kro::computed<155, &Renamed::nameString>("other"));
+};
+
+constinit Kro::KroType const Renamed::kroType =
+   Kro::entityType<Renamed, Renamed::Declaration>("Test::Renamed", &testModule);
+
+TEST(EntitySingleton, isNoneThatTakesAnotherName)
+{
+   constexpr Kro::KroType const* types[] = {&Renamed::kroType};
+   Kro::KroModule const module{"Renamed", "Renamed", types, {}};
+
+   EXPECT_EQ(Entity::singletonIs(module, 1, "Test::Renamed"), nullptr);
+   EXPECT_EQ(Entity::singletonExists("Test::Renamed renamed"), nullptr);
 }
 
 TEST(EntitySingleton, canBeMadeAgainAfterItIsGone)

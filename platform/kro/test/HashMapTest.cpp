@@ -8,6 +8,7 @@
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 // What only hash maps promise; the rest is in the suite of all collections.
@@ -283,6 +284,42 @@ TEST(HashMap, canBeBuiltBeforeMain)
 {
    ASSERT_NE(early.find("built before main"), nullptr);
    EXPECT_EQ(*early.find("built before main"), 5);
+}
+
+/// Calls back when it is destroyed, unless it was moved from.
+class Farewell {
+public:
+   Farewell() = default;
+
+   explicit Farewell(std::function<void()> call) : call_(std::move(call)) {}
+
+   Farewell(Farewell&& other) noexcept : call_(std::exchange(other.call_, nullptr)) {}
+
+   Farewell& operator=(Farewell&& other) noexcept
+   {
+      std::swap(call_, other.call_);
+      return *this;
+   }
+
+   ~Farewell()
+   {
+      if (call_) {
+         call_();
+      }
+   }
+
+private:
+   std::function<void()> call_;
+};
+
+TEST(HashMap, survivesAReplacedValueThatRemovesItsKeyAsItGoes)
+{
+   HashMap<HN_Test, Orvo::String, Farewell> sut;
+   sut.is("a", Farewell([&sut] { sut.erase("a"); }));
+
+   sut.is("a", Farewell());
+
+   EXPECT_TRUE(sut.empty());
 }
 
 } // namespace

@@ -26,7 +26,7 @@ public:
 
    std::uint32_t which(Card*) const noexcept { return 4; }
 
-   std::uint32_t which(Card&) { return 5; }
+   std::uint32_t which(Card const&) { return 5; }
 
    std::uint32_t which() noexcept { return 6; }
 
@@ -58,7 +58,7 @@ struct Overloaded::Declaration {
          Kro::overload<std::int32_t, std::uint32_t>(&Overloaded::which),
          static_cast<std::uint32_t (Overloaded::*)(Orvo::Ptr<Card> const&) const>(&Overloaded::which),
          static_cast<std::uint32_t (Overloaded::*)(Card*) const noexcept>(&Overloaded::which),
-         static_cast<std::uint32_t (Overloaded::*)(Card&)>(&Overloaded::which),
+         static_cast<std::uint32_t (Overloaded::*)(Card const&)>(&Overloaded::which),
          static_cast<std::uint32_t (Overloaded::*)() noexcept>(&Overloaded::which)>("which"),
       Kro::operation<3, &Overloaded::eight>("eight"), Kro::operation<4, &Overloaded::nine>("nine"));
    // clang-format on

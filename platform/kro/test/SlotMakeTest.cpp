@@ -1,4 +1,5 @@
 #include <Kro/Slot.h>
+#include <Kro/Table.h>
 
 #include "support/Card.h"
 #include "support/Made.h"
@@ -169,6 +170,35 @@ TEST(SlotMake, aConstructorThatThrowsLeavesNothing)
          [] { auto const sut = make(Engine::kroType, Orvo::String("e"), std::uint32_t{13}); }),
       "no engine 13");
    EXPECT_EQ(Live(), before);
+}
+
+/// Has a record of its own, but answers its base's.
+class Forgetful final : public Card {
+public:
+   using Card::Card;
+
+   ~Forgetful() override { nodeFlagSet(flagDeleteOnLastUser, false); }
+
+   static Kro::KroType const kroType;
+   struct Declaration;
+};
+
+struct Forgetful::Declaration {
+   static constexpr auto table = Kro::table<Forgetful, Card>(Kro::computed<300, &Forgetful::label>("ownLabel"));
+};
+
+constinit Kro::KroType const Forgetful::kroType =
+   Kro::entityType<Forgetful, Forgetful::Declaration>("Test::Forgetful", &testModule);
+
+TEST(SlotMake, refusesAnEntityThatAnswersAnotherType)
+{
+   auto const live = Card::live;
+
+   EXPECT_EQ(
+      messageOf<Kro::NewEntityArgsException>(
+         [] { Kro::Slot::make(Forgetful::kroType, std::array{Kro::GenericIf::of(Orvo::String("f"))}); }),
+      "an object of type 'Test::Forgetful' cannot be made: its typeData() answers 'Test::Card'");
+   EXPECT_EQ(Card::live, live);
 }
 
 } // namespace

@@ -63,9 +63,7 @@ public:
 
    Ptr& operator=(Ptr&& other) noexcept
    {
-      Ptr taken(std::move(other));
-      reset();
-      object_ = taken.release();
+      Ptr(std::move(other)).swap(*this);
       return *this;
    }
 

@@ -45,11 +45,13 @@ public:
    /// Sets or clears the given flag bits.
    void flagSet(std::uint32_t flags, bool value) noexcept
    {
-      std::atomic_ref const word(word_);
-      if (value) {
-         word.fetch_or(flags & flagMask, std::memory_order_acq_rel);
+      auto const bits = flags & flagMask;
+      if (!ThreadControl::threadsInUse()) {
+         word_ = value ? word_ | bits : word_ & ~bits;
+      } else if (value) {
+         std::atomic_ref(word_).fetch_or(bits, std::memory_order_acq_rel);
       } else {
-         word.fetch_and(~(flags & flagMask), std::memory_order_acq_rel);
+         std::atomic_ref(word_).fetch_and(~bits, std::memory_order_acq_rel);
       }
    }
 

@@ -73,6 +73,40 @@ Onlooker::~Onlooker()
    sawNull = *keeper == nullptr;
 }
 
+/// Gives the pointer that kept it another object when it is destroyed.
+class Successor final : public TestNode {
+public:
+   Successor(Ptr<TestNode>& kept, Ptr<TestNode> next, int* destructions)
+      : TestNode(destructions), keeper_(kept), next_(std::move(next))
+   {}
+
+   ~Successor() override
+   {
+      nodeFlagSet(flagDeleteOnLastUser, false);
+      keeper_ = std::move(next_);
+   }
+
+private:
+   Ptr<TestNode>& keeper_;
+   Ptr<TestNode> next_;
+};
+
+TEST(Ptr, moveAssignmentLosesNothingWhenTheOldObjectAssignsToItAgain)
+{
+   int destructions = 0;
+   {
+      Ptr<TestNode> sut;
+      auto const last = Orvo::make<TestNode>(&destructions);
+      sut = Orvo::make<Successor>(sut, last, &destructions);
+
+      sut = Orvo::make<TestNode>(&destructions);
+
+      EXPECT_EQ(sut, last);
+      EXPECT_EQ(destructions, 2);
+   }
+   EXPECT_EQ(destructions, 3);
+}
+
 } // namespace
 
 static_assert(sizeof(Ptr<Node>) == sizeof(void*));

@@ -140,6 +140,35 @@ TEST_F(ControlRun, showsWhatIsAddedAheadDuringAWalk)
    EXPECT_THAT(firsts, ElementsAre(0U, 10U));
 }
 
+TEST_F(ControlRun, isGoneWithItsChunkAndTheOthersAreLeft)
+{
+   for (std::uint32_t id = 0; id < 7; ++id) {
+      add(id, 10 + id * 10, 5);
+   }
+   auto const attribute = sut->attribute(5);
+
+   attribute->chunkDel(0);
+   EXPECT_THAT(entries(), ElementsAre("20+5", "30+5", "40+5", "50+5", "60+5", "70+5"));
+
+   attribute->chunkDel(3);
+   EXPECT_THAT(entries(), ElementsAre("20+5", "30+5", "50+5", "60+5", "70+5"));
+
+   attribute->chunkDel(6);
+   EXPECT_THAT(entries(), ElementsAre("20+5", "30+5", "50+5", "60+5"));
+
+   attribute->chunkDelAll();
+   EXPECT_THAT(entries(), IsEmpty());
+}
+
+TEST_F(ControlRun, isGoneWithTheOnlyChunk)
+{
+   add(0, 10, 5);
+
+   sut->attribute(5)->chunkDel(0);
+
+   EXPECT_THAT(entries(), IsEmpty());
+}
+
 TEST_F(ControlRun, isRefusedForATypeOfAnotherSize)
 {
    add(0, 0, 2);
@@ -157,6 +186,22 @@ TEST_F(ControlRun, isRefusedWhereAnOffsetterPlacesTheEntries)
    EXPECT_EQ(
       messageOf<std::invalid_argument>([&] { placed->runs<std::uint64_t>(-2); }),
       "attribute=-2 has no runs: the collection has an offsetter.");
+}
+
+TEST_F(ControlRun, stopsTheProcessAtAChunkWithoutGroupWhereverItsKeyIs)
+{
+   add(1, 0, 5);
+   add(2, 5, 5);
+
+   for (std::uint32_t const lonely : {0U, 3U}) {
+      sut->attribute(5)->chunkIs(lonely, store().chunkIs("lonely", 4096, false));
+      auto const result = inChild({}, [&] { sut->runs<std::uint64_t>(5).begin(); });
+      sut->attribute(5)->chunkDel(lonely);
+
+      EXPECT_EQ(result.status, 256 + SIGABRT) << lonely;
+      EXPECT_THAT(result.errors, HasSubstr("every chunk has its group")) << lonely;
+   }
+   EXPECT_THAT(entries(), ElementsAre("0+5", "5+5"));
 }
 
 TEST_F(ControlRun, ofAnUnknownFieldStopsTheProcess)

@@ -10,6 +10,7 @@
 #include <Kro/SlabAllocated.h>
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
@@ -71,7 +72,15 @@ public:
 
    Kro::TypeData const& typeData() const noexcept override { return kroType; }
 
-   void handleParent() noexcept override { parents.push_back(parent()); }
+   void handleParent() noexcept override
+   {
+      parents.push_back(parent());
+      if (whenParentChanges) {
+         whenParentChanges();
+      }
+   }
+
+   static inline std::function<void()> whenParentChanges;
 
    Orvo::String label() const { return Orvo::join("card ", name()); }
 

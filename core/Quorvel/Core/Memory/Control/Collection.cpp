@@ -135,13 +135,13 @@ void Collection::synchronizerIs(std::function<void(std::uint32_t)> synchronizer)
 Detail::Attribute const& Collection::denseAttribute(std::int32_t id, std::size_t size) const
 {
    auto const& dense = known(attribute_, id);
-   auto const name = "attribute=" + std::to_string(id);
+   auto const name = [id] { return "attribute=" + std::to_string(id); };
    if (offsetter_ != nullptr) {
-      Utility::raise(std::invalid_argument(name + " has no runs: the collection has an offsetter."));
+      Utility::raise(std::invalid_argument(name() + " has no runs: the collection has an offsetter."));
    }
    if (size != 0 && size != dense.size()) {
       Utility::raise(std::invalid_argument(
-         name + " has size=" + std::to_string(dense.size()) + ", but runs with size=" + std::to_string(size) +
+         name() + " has size=" + std::to_string(dense.size()) + ", but runs with size=" + std::to_string(size) +
          " are asked for."));
    }
    return dense;

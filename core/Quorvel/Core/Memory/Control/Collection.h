@@ -106,7 +106,7 @@ public:
    template <class T>
    Runs<T> runs(std::int32_t attribute) const
    {
-      return Runs<T>(denseAttribute(attribute, std::is_same_v<T, std::byte> ? 0 : sizeof(T)));
+      return Runs<T>(denseAttribute(attribute, std::is_same_v<std::remove_cv_t<T>, std::byte> ? 0 : sizeof(T)));
    }
 
    /// Sets every field of the entry to zero, ascending by number.

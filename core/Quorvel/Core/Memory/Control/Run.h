@@ -12,8 +12,8 @@ namespace Quorvel::Core::Memory::Control {
 
 /// Consecutive entries whose field lies side by side in one block of memory.
 ///
-/// The field of entry `first` + i lies at `memory.get() + i` and at bus address `addressBus` + i * size of the field in bytes.
-/// Where T is std::byte, `memory` counts in bytes, too.
+/// The field of entry `first` + i lies at `memory.get() + i` and, where the memory is DMA capable, at bus address
+/// `addressBus` + i * sizeof(T). Where T is std::byte, a field has more bytes than one: use i * size of the field for both.
 template <class T>
 struct Run {
    std::uint32_t first;      ///< number of the first entry
@@ -22,16 +22,15 @@ struct Run {
    Pointer<T> memory;        ///< of the first entry
 };
 
-/// The runs of one field, ascending by entry: each entry that a group covers once, as `Collection::addressBus` and
-/// `addressVirtual` place it; entries that no group covers are left out.
+/// The runs of one field, ascending by entry: each entry once, where `Collection::addressBus` and `addressVirtual` place it;
+/// entries that no group with a chunk covers are left out. Made by `Collection::runs`.
 ///
-/// Ownership: borrows the field; valid as long as it lives. A change of the field shows from the next run on.
-/// Cost: like one look-up of an address for each run; allocates nothing.
+/// Ownership: borrows the field and its chunks; valid as long as they live. A change of the field shows from the next run on.
+/// Cost: like one look-up of an address for each run, but O(chunks) for each where groups overlap; allocates nothing.
+/// A chunk key of the field whose group is missing stops the process.
 template <class T>
 class Runs {
 public:
-   explicit Runs(Detail::Attribute const& attribute) noexcept : attribute_(&attribute) {}
-
    class Iterator {
    public:
       using value_type = Run<T>;
@@ -71,6 +70,10 @@ public:
    std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
+   friend class Collection;
+
+   explicit Runs(Detail::Attribute const& attribute) noexcept : attribute_(&attribute) {}
+
    Detail::Attribute const* attribute_;
 };
 

@@ -149,6 +149,7 @@ protected:
          if (stretch && entry - stretch->first == stretch->count) {
             stretch = sut.nextStretch(entry);
          }
+         ASSERT_TRUE(!stretch || stretch->count >= 1) << "entry " << entry;
          ASSERT_EQ(expected.has_value(), stretch && stretch->first <= entry) << "entry " << entry;
          if (expected) {
             ASSERT_EQ(stretch->chunk, expected->first) << "entry " << entry;
@@ -157,6 +158,23 @@ protected:
          }
          ++stretched;
       }
+   }
+
+   /// Gives the attribute a group of ten entries and, as its chunk, that of the number `id`.
+   void addTen(Attribute& sut, std::uint32_t id, std::uint32_t head) const
+   {
+      sut.groupIs(Orvo::make<Group>(id, head, 10U));
+      sut.chunkIs(id, chunks[id]);
+   }
+
+   void expectFound(Attribute const& sut, std::uint32_t index, std::uint32_t id, std::uint32_t offset) const
+   {
+      EXPECT_EQ(sut.obtainChunkAndOffset(index, nullptr), Found(chunks[id].get(), offset)) << "entry " << index;
+   }
+
+   static void expectStop(Attribute const& sut, std::uint32_t index)
+   {
+      EXPECT_DEATH(sut.obtainChunkAndOffset(index, nullptr), "every chunk has its group") << "entry " << index;
    }
 
    std::mt19937 random;
@@ -227,6 +245,78 @@ TEST_F(ControlAttributeLookup, stretchesHoldEveryEntryThatTheRuleFinds)
       }
    }
    EXPECT_GT(stretched, 500'000U);
+}
+
+TEST_F(ControlAttributeLookup, stopsTheProcessAtALonelyChunkBelowGroupsThatAscend)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   addTen(*sut, 1, 0);
+   addTen(*sut, 2, 10);
+   sut->chunkIs(0, chunks[0]);
+   addTen(*sut, 3, 20);
+
+   expectStop(*sut, 0);
+   expectStop(*sut, 15);
+   expectStop(*sut, 29);
+
+   sut->chunkDel(0);
+   expectFound(*sut, 0, 1, 0);
+   expectFound(*sut, 15, 2, 80);
+   expectFound(*sut, 29, 3, 144);
+}
+
+TEST_F(ControlAttributeLookup, stopsTheProcessAtALonelyChunkBelowAGroupThatCameLate)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   addTen(*sut, 1, 100);
+   addTen(*sut, 2, 0);
+   sut->chunkIs(0, chunks[0]);
+   addTen(*sut, 3, 50);
+
+   expectStop(*sut, 5);
+   expectStop(*sut, 55);
+   expectStop(*sut, 105);
+
+   sut->groupIs(Orvo::make<Group>(0U, 200U, 10U));
+   expectFound(*sut, 5, 2, 80);
+   expectFound(*sut, 55, 3, 80);
+   expectFound(*sut, 105, 1, 80);
+   expectFound(*sut, 205, 0, 80);
+}
+
+TEST_F(ControlAttributeLookup, stopsTheProcessAtTheChunksThatAreLeftWhenAllGroupsAreDeletedAndOneIsBack)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   addTen(*sut, 0, 0);
+   addTen(*sut, 1, 10);
+   addTen(*sut, 2, 20);
+   sut->groupDelAll();
+
+   sut->groupIs(Orvo::make<Group>(1U, 10U, 10U));
+   expectStop(*sut, 15);
+   sut->chunkIs(3, chunks[3]);
+   expectStop(*sut, 15);
+
+   sut->groupIs(Orvo::make<Group>(0U, 0U, 10U));
+   expectFound(*sut, 5, 0, 80);
+   expectFound(*sut, 15, 1, 80);
+   expectStop(*sut, 25);
+
+   sut->groupIs(Orvo::make<Group>(2U, 20U, 10U));
+   expectFound(*sut, 25, 2, 80);
+}
+
+TEST_F(ControlAttributeLookup, stopsTheProcessAtAChunkWhoseGroupIsDeletedBelowOthers)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   addTen(*sut, 0, 0);
+   addTen(*sut, 1, 10);
+
+   sut->groupDel(0);
+
+   expectStop(*sut, 15);
+   sut->chunkDel(0);
+   expectFound(*sut, 15, 1, 80);
 }
 
 } // namespace

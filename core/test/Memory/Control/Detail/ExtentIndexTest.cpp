@@ -31,12 +31,21 @@ std::ptrdiff_t find(ExtentIndex const& sut, std::uint32_t entry)
    return extent != nullptr ? reinterpret_cast<std::byte*>(extent->chunk) - reinterpret_cast<std::byte*>(chunk(0)) : -1;
 }
 
+/// Where the first extent that ends behind the entry begins, or -1.
+std::int64_t nextBegin(ExtentIndex const& sut, std::uint32_t entry)
+{
+   auto const* extent = sut.findNext(entry);
+   return extent != nullptr ? std::int64_t{extent->begin} : -1;
+}
+
 TEST(ExtentIndex, findsNothingWhenItIsEmpty)
 {
    ExtentIndex const sut;
 
    EXPECT_EQ(sut.find(0), nullptr);
    EXPECT_EQ(sut.find(4294967295U), nullptr);
+   EXPECT_EQ(sut.findNext(0), nullptr);
+   EXPECT_EQ(sut.findNext(4294967295U), nullptr);
 }
 
 TEST(ExtentIndex, findsTheEntriesOfOneExtentAlone)
@@ -176,6 +185,85 @@ TEST(ExtentIndex, startsAnewAfterClear)
    EXPECT_EQ(find(sut, 15), 3);
 }
 
+TEST(ExtentIndex, findNextStepsOverErasedExtents)
+{
+   ExtentIndex sut;
+   for (std::uint32_t i = 0; i < 10; ++i) {
+      sut.insert({i * 10 + 5, i * 10 + 10, chunk(i)});
+   }
+
+   for (std::uint32_t const begin : {5U, 45U, 55U, 95U}) {
+      sut.erase(begin);
+   }
+
+   EXPECT_EQ(nextBegin(sut, 0), 15);
+   EXPECT_EQ(nextBegin(sut, 19), 15);
+   EXPECT_EQ(nextBegin(sut, 20), 25);
+   EXPECT_EQ(nextBegin(sut, 39), 35);
+   EXPECT_EQ(nextBegin(sut, 40), 65);
+   EXPECT_EQ(nextBegin(sut, 89), 85);
+   EXPECT_EQ(nextBegin(sut, 90), -1);
+}
+
+TEST(ExtentIndex, findNextFindsWhatLiesInTheRoomOfAnErasedExtent)
+{
+   ExtentIndex sut;
+   for (std::uint32_t i = 0; i < 10; ++i) {
+      sut.insert({i * 10, i * 10 + 10, chunk(i)});
+   }
+   sut.erase(30);
+   sut.insert({32, 34, chunk(11)});
+   sut.insert({35, 36, chunk(12)});
+
+   EXPECT_EQ(nextBegin(sut, 29), 20);
+   EXPECT_EQ(nextBegin(sut, 30), 32);
+   EXPECT_EQ(nextBegin(sut, 33), 32);
+   EXPECT_EQ(nextBegin(sut, 34), 35);
+   EXPECT_EQ(nextBegin(sut, 36), 40);
+}
+
+TEST(ExtentIndex, findsNothingWhileItIsSuspendedAndAllThatIsThereAfterwards)
+{
+   ExtentIndex sut;
+   sut.insert({100, 110, chunk(1)});
+   sut.insert({10, 20, chunk(2)});
+
+   sut.isSuspendedIs(true);
+   sut.insert({110, 120, chunk(3)});
+   sut.insert({50, 60, chunk(4)});
+   sut.erase(10);
+   sut.replace(100, chunk(5));
+   for (std::uint32_t const entry : {15U, 55U, 105U, 115U}) {
+      EXPECT_EQ(find(sut, entry), -1) << entry;
+   }
+
+   sut.isSuspendedIs(false);
+   EXPECT_EQ(find(sut, 15), -1);
+   EXPECT_EQ(find(sut, 55), 4);
+   EXPECT_EQ(find(sut, 105), 5);
+   EXPECT_EQ(find(sut, 115), 3);
+}
+
+TEST(ExtentIndex, staysSuspendedWhenItIsEmptied)
+{
+   ExtentIndex cleared;
+   cleared.insert({100, 110, chunk(1)});
+   ExtentIndex erased = cleared;
+
+   for (auto* sut : {&cleared, &erased}) {
+      sut->isSuspendedIs(true);
+      sut == &cleared ? sut->clear() : sut->erase(100);
+      sut->insert({100, 110, chunk(2)});
+      sut->insert({10, 20, chunk(3)});
+      EXPECT_EQ(find(*sut, 105), -1);
+      EXPECT_EQ(find(*sut, 15), -1);
+
+      sut->isSuspendedIs(false);
+      EXPECT_EQ(find(*sut, 105), 2);
+      EXPECT_EQ(find(*sut, 15), 3);
+   }
+}
+
 /// Every extent's ends and what lies beside them.
 void expectToFind(ExtentIndex const& sut, std::vector<Extent> const& extents)
 {
@@ -272,6 +360,14 @@ TEST(ExtentIndex, agreesWithAMapThroughRandomChanges)
          if (isHeld) {
             ASSERT_EQ(found->chunk, std::prev(after)->second.chunk) << "seed " << seed << ", step " << step;
             ASSERT_EQ(found->begin, std::prev(after)->second.begin) << "seed " << seed << ", step " << step;
+         }
+         auto const next = isHeld ? std::prev(after) : after;
+         auto const* foundNext = sut.findNext(entry);
+         ASSERT_EQ(foundNext != nullptr, next != model.end()) << "seed " << seed << ", step " << step;
+         if (foundNext != nullptr) {
+            ASSERT_EQ(foundNext->begin, next->second.begin) << "seed " << seed << ", step " << step;
+            ASSERT_EQ(foundNext->end, next->second.end) << "seed " << seed << ", step " << step;
+            ASSERT_EQ(foundNext->chunk, next->second.chunk) << "seed " << seed << ", step " << step;
          }
       }
    }

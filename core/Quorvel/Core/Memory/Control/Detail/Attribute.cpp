@@ -72,7 +72,7 @@ Orvo::Ptr<Group> Attribute::groupDel(std::uint32_t id)
 
 Attribute::Groups::const_iterator Attribute::groupDel(Groups::const_iterator at)
 {
-   groupDel(at.key());
+   auto const taken = groupDel(at.key()); // kept to the end: its last user may act on this attribute
    return ++at;
 }
 
@@ -125,7 +125,7 @@ Orvo::Ptr<Chunk> Attribute::chunkDel(std::uint32_t key)
 
 Attribute::Chunks::const_iterator Attribute::chunkDel(Chunks::const_iterator at)
 {
-   chunkDel(at.key());
+   auto const taken = chunkDel(at.key()); // kept to the end: its last user may act on this attribute
    return ++at;
 }
 

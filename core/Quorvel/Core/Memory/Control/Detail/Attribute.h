@@ -105,8 +105,8 @@ public:
    /// next one that is covered.
    ///
    /// @return nothing when no group that has a chunk covers `from` or an entry behind it
-   /// A chunk key whose group is missing stops the process.
-   /// Cost: like that of obtainChunkAndOffset.
+   /// Any chunk key whose group is missing stops the process.
+   /// Cost: like that of obtainChunkAndOffset, and O(chunks) at worst.
    std::optional<Stretch> nextStretch(std::uint32_t from) const;
 
    Kro::TypeData const& typeData() const noexcept override { return kroType; }
@@ -122,13 +122,13 @@ private:
 
    /// Keeps `index_` in step: where `before` was under one key with a chunk, there is `after` with `chunk` now. Null: no group, or
    /// no chunk for it.
-   void pairIs(Group const* before, Group const* after, Chunk* chunk) noexcept;
-   void reindex() noexcept;
+   [[gnu::visibility("hidden")]] void pairIs(Group const* before, Group const* after, Chunk* chunk) noexcept;
+   [[gnu::visibility("hidden")]] void reindex() noexcept;
 
-   Group const& groupOf(std::uint32_t key) const;
-   std::optional<Extent> nextExtent(std::uint32_t from) const;
-   std::optional<std::uint32_t> nextCovered(std::uint32_t from) const;
-   std::pair<Chunk*, std::uint32_t> walk(std::uint32_t index, Offsetter offsetter) const;
+   [[gnu::visibility("hidden")]] Group const& groupOf(std::uint32_t key) const;
+   [[gnu::visibility("hidden")]] std::optional<Extent> nextExtent(std::uint32_t from) const;
+   [[gnu::visibility("hidden")]] std::optional<std::uint32_t> nextCovered(std::uint32_t from) const;
+   [[gnu::visibility("hidden")]] std::pair<Chunk*, std::uint32_t> walk(std::uint32_t index, Offsetter offsetter) const;
 
    std::uint32_t offsetOf(std::uint32_t head, std::uint32_t index, Offsetter offsetter) const
    {

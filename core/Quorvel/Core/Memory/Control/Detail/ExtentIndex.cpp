@@ -31,10 +31,10 @@ std::size_t mostBuckets(std::size_t extents) noexcept
    return 4 * extents + 4;
 }
 
-/// How many may wait: few enough to move on each insertion, enough to make a merge worth it.
+/// How many may wait: few enough to move on each insertion, enough to make a merge worth it. About four square roots.
 std::size_t mostLate(std::size_t sorted) noexcept
 {
-   return std::clamp<std::size_t>(sorted / 8, 8, 512);
+   return std::max<std::size_t>(8, std::min(sorted / 8, std::size_t{4} << (std::bit_width(sorted) / 2)));
 }
 
 } // namespace
@@ -213,7 +213,7 @@ Extent* ExtentIndex::extentAt(std::uint32_t begin) noexcept
 {
    for (auto* extents : {&sorted_, &late_}) {
       auto at = placeOf(*extents, begin);
-      // One that was erased may stand before another one that begins there.
+      // One that was erased there is not meant.
       while (at != extents->end() && at->begin == begin && isErased(*at)) {
          ++at;
       }

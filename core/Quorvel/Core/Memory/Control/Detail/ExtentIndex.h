@@ -30,7 +30,7 @@ public:
    ///       allocates nothing.
    Extent const* find(std::uint32_t entry) const noexcept
    {
-      // An entry before the first bucket wraps to one behind the last.
+      // An entry before the first bucket wraps to one behind the last, or at least out of its extent.
       auto const bucket = (entry - firstEntry_) >> shift_;
       if (bucket < bucketLimit_) [[likely]] {
          auto const* at = sorted_.data() + buckets_[bucket];
@@ -52,7 +52,7 @@ public:
    /// Adds an extent with at least one entry.
    /// @return whether it could be added: false when it overlaps another one, nothing has changed then
    /// @throws std::bad_alloc; nothing has changed
-   /// Cost: constant, taken over many, where extents come in ascending order; else that of a short insertion.
+   /// Cost: constant, taken over many, where extents come in ascending order; else O(square root of their number).
    bool insert(Extent const& extent);
 
    /// Gives the extent that begins at `begin`, if there is one, another chunk.
@@ -63,7 +63,7 @@ public:
 
    void clear() noexcept;
 
-   /// While it is suspended, nothing is found; what it holds is kept in step all the same.
+   /// While it is suspended, `find` finds nothing; what it holds is kept in step all the same.
    void isSuspendedIs(bool isSuspended) noexcept;
 
 private:
