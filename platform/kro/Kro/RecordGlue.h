@@ -110,9 +110,7 @@ struct Glue<T, Declaration, Table<T, Base, Entry...>> {
       using Marked = decltype(markedArguments(positions));
       if constexpr (sizeof...(Constructor) != 0) {
          return constructorList<T, Constructor...>;
-      } else if constexpr (std::is_abstract_v<T>) {
-         return {};
-      } else if constexpr (std::tuple_size_v<Marked> != 0) {
+      } else if constexpr (std::tuple_size_v<Marked> != 0 && !std::is_abstract_v<T>) {
          return constructorList<T, ConstructorFrom<Marked>>;
       } else if constexpr (isNamed<T>) {
          return constructorList<T, Kro::Detail::Constructor<Orvo::String>>;

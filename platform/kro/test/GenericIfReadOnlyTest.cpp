@@ -74,9 +74,11 @@ TEST(GenericIfReadOnly, allowsComputedValuesAndStaticsButNoOperationOrMutator)
    auto const sut = GenericIf::of(constant);
    std::uint32_t sum = 0;
    std::int32_t live = 0;
-   std::array const two{GenericIf::of(std::uint32_t{1}), GenericIf::of(std::uint32_t{2})};
+   std::uint32_t const one = 1;
+   std::uint32_t const two = 2;
+   std::array const both{GenericIf::of(one), GenericIf::of(two)};
 
-   EXPECT_EQ(sut.call(270, two, GenericIf::of(sum)), Kro::success);
+   EXPECT_EQ(sut.call(270, both, GenericIf::of(sum)), Kro::success);
    EXPECT_EQ(sum, 4U);
    EXPECT_EQ(sut.call(272, {}, GenericIf::of(live)), Kro::success);
    EXPECT_EQ(sut.call(267, std::array{GenericIf::of(std::uint32_t{3})}), Kro::notAllowed);
