@@ -16,6 +16,8 @@ namespace {
 
 using Kro::GenericIf;
 using Quorvel::Core::Memory::Entity::Manager;
+using Quorvel::Core::Memory::Entity::Detail::Info;
+using Quorvel::Core::Memory::Entity::Detail::Orphanage;
 using Quorvel::Core::Memory::Info::Mount;
 using Quorvel::Core::Test::attributesOf;
 using Quorvel::Core::Test::describeMount;
@@ -32,7 +34,11 @@ TEST_F(ModelManager, isRegisteredWithItsTypesAndWhatTheyReferTo)
    EXPECT_EQ(_Manager_3f1d6af35e273bc_kroModule.name, "Manager");
    EXPECT_EQ(_Manager_3f1d6af35e273bc_kroModule.source, "Memory/Entity/Manager");
    EXPECT_EQ(Kro::findModule("Manager"), &_Manager_3f1d6af35e273bc_kroModule);
-   EXPECT_THAT(typesOf(_Manager_3f1d6af35e273bc_kroModule), ElementsAre("Quorvel::Core::Memory::Entity::Manager"));
+   EXPECT_THAT(
+      typesOf(_Manager_3f1d6af35e273bc_kroModule),
+      ElementsAre(
+         "Quorvel::Core::Memory::Entity::Detail::Info", "Quorvel::Core::Memory::Entity::Detail::Orphanage",
+         "Quorvel::Core::Memory::Entity::Manager"));
    EXPECT_THAT(_Manager_3f1d6af35e273bc_kroModule.refersTo, Contains(&Mount::kroType));
    EXPECT_EQ(Manager::kroType.kind, Kro::TypeKind::entity);
    EXPECT_EQ(Kro::findType("Quorvel::Core::Memory::Entity::Manager"), &Manager::kroType);
@@ -48,11 +54,13 @@ TEST_F(ModelManager, listsTheAttributesOfManager)
       ElementsAre(
          "130 infoMount: collection text -> Memory::Info::Mount, hash; is(Memory::Info::Mount) del(text) -> "
          "Memory::Info::Mount delAll() []",
+         "131 orphan: collection text -> Kro::Entity*, hash; is(text, Kro::Entity*) del(text) -> Kro::Entity* delAll() "
+         "[]",
          "132 directory: value Ptr<Kro::Dir> [get]", "133 sysname: value text, given to the constructor [get]",
-         "134 nameDirectory: value text [get]", "136 initialize: operation() []",
-         "137 mountInternal: operation(Memory::Info::Mount) []",
+         "134 nameDirectory: value text [get]", "135 orphanage: value Ptr<Memory::Entity::Detail::Orphanage> [get]",
+         "136 initialize: operation() []", "137 mountInternal: operation(Memory::Info::Mount) []",
          "138 instantiate: static(text) -> Ptr<Memory::Entity::Manager> []",
-         "139 mount: operation(Memory::Info::Mount) []"));
+         "139 mount: operation(Memory::Info::Mount) []", "140 unmount: operation(text) []"));
    EXPECT_THAT(numbersNotRefused(sut), IsEmpty());
 }
 
@@ -63,14 +71,18 @@ TEST_F(ModelManager, readsAManagerByNumber)
    Orvo::Ptr<Kro::Dir> directory;
    Orvo::String sysname;
    Orvo::String nameDirectory;
+   Orvo::Ptr<Orphanage> orphanage;
 
    EXPECT_EQ(sut.get(132, GenericIf::of(directory)), Kro::success);
    EXPECT_EQ(sut.get(133, GenericIf::of(sysname)), Kro::success);
    EXPECT_EQ(sut.get(134, GenericIf::of(nameDirectory)), Kro::success);
 
+   EXPECT_EQ(sut.get(135, GenericIf::of(orphanage)), Kro::success);
+
    EXPECT_EQ(directory, manager->directory());
    EXPECT_EQ(sysname, "model");
    EXPECT_EQ(nameDirectory, "zumem");
+   EXPECT_EQ(orphanage, Manager::orphanage());
 }
 
 TEST_F(ModelManager, mountsByNumberAndPassesTheRefusal)
@@ -86,6 +98,45 @@ TEST_F(ModelManager, mountsByNumberAndPassesTheRefusal)
    EXPECT_THROW(sut.call(139, std::array{GenericIf::of(mount)}), std::invalid_argument);
    EXPECT_EQ(sut.call(137, std::array{GenericIf::of(mount)}), Kro::success);
    EXPECT_EQ(manager->infoMount("a"), mount);
+}
+
+TEST_F(ModelManager, listsTheAttributesOfInfoAndOrphanage)
+{
+   Info info;
+   EXPECT_THAT(
+      attributesOf(GenericIf::of(info)),
+      ElementsAre("2 sysname: value text [get set]", "3 path: value text [get set]"));
+   EXPECT_THAT(numbersNotRefused(GenericIf::of(info)), IsEmpty());
+   auto const orphanage = Orvo::make<Orphanage>("model");
+   EXPECT_THAT(
+      attributesOf(GenericIf::ofNode(*orphanage)),
+      ElementsAre(
+         "154 nameString: computed() -> text [get]",
+         "258 info: collection Kro::Entity* -> Memory::Entity::Detail::Info, hash; is(Kro::Entity*, "
+         "Memory::Entity::Detail::Info) del(Kro::Entity*) -> Memory::Entity::Detail::Info delAll() []"));
+   EXPECT_THAT(numbersNotRefused(GenericIf::ofNode(*orphanage)), IsEmpty());
+}
+
+TEST_F(ModelManager, hashesARecordLikeTheRecordItself)
+{
+   Info info;
+   info.sysnameIs("a");
+
+   ASSERT_NE(Info::kroType.ops.hash, nullptr);
+   EXPECT_EQ(Info::kroType.ops.hash(&info), info.hash());
+}
+
+TEST_F(ModelManager, unmountsByNumberAndListsTheOrphan)
+{
+   auto const manager = Orvo::make<Manager>("model");
+   manager->mount(describeMount("a", "r"));
+   auto const sut = GenericIf::ofNode(*manager);
+   Orvo::String const path = "a";
+
+   EXPECT_EQ(sut.call(140, std::array{GenericIf::of(path)}), Kro::success);
+
+   EXPECT_EQ(manager->orphan("/model/zumem/a"), manager->entify("a").get());
+   Manager::orphanage()->infoDelAll();
 }
 
 TEST_F(ModelManager, findsItsDirectoryAgainByNumber)

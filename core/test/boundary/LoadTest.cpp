@@ -57,7 +57,10 @@ std::vector<Module> const modules{
    {"Collection",
     "_Collection_d95037a923a29d5_kroModule",
     {"Quorvel::Core::Memory::Control::Detail::Attribute", "Quorvel::Core::Memory::Control::Collection"}},
-   {"Manager", "_Manager_3f1d6af35e273bc_kroModule", {"Quorvel::Core::Memory::Entity::Manager"}},
+   {"Manager",
+    "_Manager_3f1d6af35e273bc_kroModule",
+    {"Quorvel::Core::Memory::Entity::Detail::Info", "Quorvel::Core::Memory::Entity::Detail::Orphanage",
+     "Quorvel::Core::Memory::Entity::Manager"}},
    {"Loader",
     "_Loader_65b35f617e5fa89d_kroModule",
     {"Quorvel::Core::Loader::Pimpl", "Quorvel::Core::Loader::Singleton"}}};
@@ -74,6 +77,7 @@ std::vector<char const*> const trackers{
    "_ZN7Quorvel4Core6Memory7Control6Detail5Group21memAllocationTracker_E",
    "_ZN7Quorvel4Core6Memory7Control6Detail10StoreChunk21memAllocationTracker_E",
    "_ZN7Quorvel4Core6Memory6Entity7Manager21memAllocationTracker_E",
+   "_ZN7Quorvel4Core6Memory6Entity6Detail9Orphanage21memAllocationTracker_E",
    "_ZN7Quorvel4Core6Memory4Info10Collection8KroGroup21memAllocationTracker_E",
    "_ZN7Quorvel4Core6Memory4Info6Detail5Group16KroChunkInternal21memAllocationTracker_E",
    "_ZN7Quorvel4Core6Memory4Info5Mount21KroCollectionInternal21memAllocationTracker_E"};

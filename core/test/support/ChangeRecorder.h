@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kro/Entity.h>
 #include <Orvo/Publisher.h>
 #include <Orvo/Subscriber.h>
 
@@ -10,16 +11,17 @@
 
 namespace Quorvel::Core::Test {
 
-/// Writes down the changes that a publisher publishes: "attribute(number) key".
+/// Writes down the changes that a publisher publishes: "attribute(number) key"; of a key that is an entity, its name.
 class ChangeRecorder final : public Orvo::Subscriber {
 public:
    explicit ChangeRecorder(Orvo::Publisher& publisher) { publisher.subscribe(*this); }
 
    void changed(Orvo::Change const& change) override
    {
+      auto const* const entity = dynamic_cast<Kro::Entity*>(change.key.entity());
       changes_.push_back(
          std::string(change.attributeName) + "(" + std::to_string(change.attribute) + ") " +
-         std::string(change.key.text()));
+         std::string(entity != nullptr ? entity->name() : change.key.text()));
       if (then_) {
          then_(change);
       }

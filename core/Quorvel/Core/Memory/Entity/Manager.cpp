@@ -2,6 +2,8 @@
 
 #include <Quorvel/Core/Memory/Control/Collection.h>
 #include <Quorvel/Core/Memory/Control/Detail/StoreChunk.h>
+#include <Quorvel/Core/Memory/SingletonOwner.h>
+#include <Quorvel/Core/Model/Modules.h>
 
 #include <Kro/Exception.h>
 #include <Kro/GenericIf.h>
@@ -175,19 +177,53 @@ void Manager::initialize()
 void Manager::mount(Info::Mount const& mount)
 {
    auto const path = mount.path();
-   if (lookup(path) == nullptr) {
+   auto const entity = lookup(path);
+   if (entity == nullptr) {
       mountInternal(mount);
       return;
    }
-   Info::Mount const none("", "");
+   auto const* const given = infoMount_.find(path) == &mount ? nullptr : &mount; // null: the stored description itself
+   adopt(*entity);
+   // Whoever heard of the adoption may have replaced or deleted it.
    auto const* const found = infoMount_.find(path);
+   Info::Mount const none("", "");
    auto const& stored = found != nullptr ? *found : none;
-   if (mount == stored) {
+   if (given == nullptr || *given == stored) {
       return;
    }
    Utility::raise(std::invalid_argument(std::string(Orvo::join(
       "path='", path, "' already exists with infoMount='", KroOrvo::Impl::valueToStrep(Info::Mount::kroType, &stored),
       "'."))));
+}
+
+void Manager::adopt(Kro::Entity& entity)
+{
+   auto const* const orphan = orphanDel(entity.fullName());
+   if (orphan != nullptr) {
+      Utility::affirm(orphan == &entity);
+      auto const orphanage = Manager::orphanage();
+      Utility::affirm(orphanage != nullptr);
+      orphanage->infoDel(&entity);
+   }
+}
+
+void Manager::unmount(Orvo::String const& path)
+{
+   auto const entity = lookup(path);
+   if (entity == nullptr) {
+      return;
+   }
+   auto const name = entity->fullName();
+   if (orphan_.contains(name)) {
+      return;
+   }
+   auto const orphanage = Manager::orphanage();
+   Utility::affirm(orphanage != nullptr);
+   orphanIs(name, entity.get());
+   Detail::Info info;
+   info.sysnameIs(sysname_);
+   info.pathIs(name);
+   orphanage->infoIs(entity.get(), info);
 }
 
 void Manager::mountInternal(Info::Mount const& mount)
@@ -240,6 +276,38 @@ Info::Mount Manager::infoMountDel(Orvo::String const& path)
 void Manager::infoMountDelAll()
 {
    infoMount_.clear();
+}
+
+Kro::Entity* Manager::orphan(Orvo::String const& name) const
+{
+   auto const* const found = orphan_.find(name);
+   return found != nullptr ? *found : nullptr;
+}
+
+void Manager::orphanIs(Orvo::String const& name, Kro::Entity* entity)
+{
+   if (entity != nullptr) {
+      orphan_.is(name, entity);
+   } else {
+      orphan_.erase(name);
+   }
+}
+
+Kro::Entity* Manager::orphanDel(Orvo::String const& name)
+{
+   return orphan_.take(name).value_or(nullptr);
+}
+
+void Manager::orphanDelAll()
+{
+   orphan_.clear();
+}
+
+Orvo::Ptr<Detail::Orphanage> Manager::orphanage()
+{
+   using Owner = SingletonOwner<Detail::Orphanage>;
+   static Owner const owner(_Manager_3f1d6af35e273bc_kroModule, "Quorvel::Core::Memory::Entity::Detail::Orphanage");
+   return Owner::living();
 }
 
 Orvo::String Manager::nameDirectory() const

@@ -1,5 +1,6 @@
 #include <Quorvel/Core/Memory/Control/Detail/StoreChunk.h>
 
+#include <Quorvel/Core/Memory/SingletonOwner.h>
 #include <Quorvel/Core/Model/Modules.h>
 
 #include <Kro/Exception.h>
@@ -8,30 +9,6 @@ namespace Quorvel::Core::Memory::Control::Detail {
 namespace {
 
 constexpr char const* storeName = "Quorvel::Core::Memory::Control::Detail::StoreChunk";
-
-/// The living store. Never a destroyed pointer: the owner below clears it before it lets go.
-constinit StoreChunk* theStore = nullptr;
-
-/// Keeps the store from the first `instance()` to the exit of the process.
-class Owner {
-public:
-   Owner() : store_(Orvo::dynamicCast<StoreChunk>(Kro::Entity::singletonExists(storeName)))
-   {
-      if (store_ == nullptr) {
-         store_ =
-            Orvo::dynamicCast<StoreChunk>(Kro::Entity::singletonIs(_Chunk_334569107d2ca953_kroModule, 1, storeName));
-      }
-      theStore = store_.get();
-   }
-
-   ~Owner() { theStore = nullptr; }
-
-   Owner(Owner const&) = delete;
-   Owner& operator=(Owner const&) = delete;
-
-private:
-   Orvo::Ptr<StoreChunk> store_;
-};
 
 } // namespace
 
@@ -47,8 +24,8 @@ StoreChunk::~StoreChunk()
 
 Orvo::Ptr<StoreChunk> StoreChunk::instance()
 {
-   static Owner const owner;
-   return theStore;
+   static SingletonOwner<StoreChunk> const owner(_Chunk_334569107d2ca953_kroModule, storeName);
+   return SingletonOwner<StoreChunk>::living();
 }
 
 Orvo::Ptr<Chunk> StoreChunk::chunkIs(Orvo::String const& name, std::uint32_t size, bool isIncapableDma)
