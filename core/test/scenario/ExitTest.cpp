@@ -5,9 +5,11 @@
 #include "support/TestMount.h"
 
 #include <Quorvel/Core/Memory/Control/Detail/StoreChunk.h>
+#include <Quorvel/Core/Memory/Entity/Destructor.h>
 #include <Quorvel/Core/Memory/Entity/Manager.h>
 
 #include <Orvo/Subscriber.h>
+#include <Quorvel/Utility/Affirm.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,6 +26,7 @@ namespace {
 
 using Quorvel::Core::Memory::Control::Detail::Chunk;
 using Quorvel::Core::Memory::Control::Detail::StoreChunk;
+using Quorvel::Core::Memory::Entity::Destructor;
 using Quorvel::Core::Memory::Entity::Manager;
 using Quorvel::Core::Test::ChildResult;
 using Quorvel::Core::Test::describeMount;
@@ -162,6 +165,56 @@ TEST(Exit, processThatOnlyLoadsTheLibraryMapsNothing)
    auto const result = traced([] {});
 
    EXPECT_EQ(result.output, "");
+   EXPECT_EQ(result.status, 0);
+}
+
+TEST(Exit, processWithOrphansUnmapsEveryBlockOnceAndPublishesNothingMore)
+{
+   auto const result = traced([] {
+      static Orvo::CallbackSubscriber watcher([](Orvo::Change const&) { std::fputs("heard ", stderr); });
+      Manager::orphanage()->publisher()->subscribe(watcher);
+      auto const manager = Manager::instantiate("agent");
+      manager->mount(describeMount("a", "r"));
+      manager->mount(describeMount("b", "s"));
+      manager->unmount("a");
+      manager->unmount("b");
+   });
+
+   EXPECT_THAT(balanceOf(result.output), unmapsEachOf(14));
+   EXPECT_EQ(result.errors, "heard heard ");
+   EXPECT_EQ(result.status, 0);
+}
+
+TEST(Exit, afterTheOrphanageNothingCanBeUnmountedOrCleanedUp)
+{
+   auto const result = inChild({}, [] {
+      // Older than the orphanage, so it goes after the orphanage.
+      struct Agent {
+         ~Agent()
+         {
+            auto const isRefused = [](auto const& call) {
+               try {
+                  call();
+               } catch (Quorvel::Utility::AffirmException const&) {
+                  return true;
+               }
+               return false;
+            };
+            auto const manager = Manager::instantiate("late");
+            auto const entity = manager->directory()->createEntity("Kro::Dir", "a");
+            bool const areRefused = Manager::orphanage() == nullptr && isRefused([&] { manager->unmount("a"); }) &&
+                                    manager->orphan().empty() &&
+                                    isRefused([&] { Destructor::cleanup(entity.get()); }) &&
+                                    manager->entify("a") == entity;
+            std::printf("%s", areRefused ? "refused" : "done");
+         }
+      };
+      static Agent const agent;
+      Manager::orphanage();
+   });
+
+   EXPECT_EQ(result.output, "refused");
+   EXPECT_EQ(result.errors, "");
    EXPECT_EQ(result.status, 0);
 }
 

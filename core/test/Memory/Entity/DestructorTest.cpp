@@ -303,7 +303,9 @@ TEST_F(EntityDestructor, cleanupOfNoEntityIsRefusedAndChangesNothing)
    manager->mount(describeMount("a", "r"));
    unmounted("a");
 
-   EXPECT_EQ(messageOf<Kro::ArgNullPointerException>([] { Destructor::cleanup(nullptr); }), "Memory/Entity/Manager: entity cannot be null");
+   EXPECT_EQ(
+      messageOf<Kro::ArgNullPointerException>([] { Destructor::cleanup(nullptr); }),
+      "Memory/Entity/Manager: entity cannot be null");
 
    EXPECT_EQ(orphanage->info().size(), 1U);
    EXPECT_EQ(manager->orphan().size(), 1U);

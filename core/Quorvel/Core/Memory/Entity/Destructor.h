@@ -20,8 +20,8 @@ struct QUORVEL_CORE_EXPORT Destructor {
    /// manager with it, whose later mounts are outside the tree until its `initialize` is called.
    ///
    /// @param entity lives at least until this returns
-   /// @throws Kro::ArgNullPointerException when `entity` is null; nothing has changed. What a subscriber throws passes
-   ///         through: what was removed before stays removed, the rest stays.
+   /// @throws Kro::ArgNullPointerException when `entity` is null; Utility::AffirmException when the process's exit
+   ///         handlers have destroyed the orphanage. Nothing has changed then. What a subscriber throws passes through: what was removed before stays removed, the rest stays.
    /// Cost: does not depend on how much else is mounted.
    static void cleanup(Kro::Entity* entity);
 };

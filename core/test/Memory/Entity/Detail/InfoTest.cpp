@@ -104,7 +104,8 @@ TEST(EntityInfo, textOfAnotherTypeOrWithMoreBehindItIsRefused)
    EXPECT_THROW(read(R"(Quorvel::Core::Memory::Entity::Detail::Info(path="b", sysname="a"))"), Kro::ParseException);
    EXPECT_THROW(read(R"(Quorvel::Core::Memory::Entity::Detail::Info(sysname="a", path="b") )"), Kro::ParseException);
    EXPECT_EQ(
-      messageOf<Kro::ParseException>([] { read(R"(Quorvel::Core::Memory::Entity::Detail::Info(sysname="a")"); }), "position=55: ', path=' is expected, but the text ends");
+      messageOf<Kro::ParseException>([] { read(R"(Quorvel::Core::Memory::Entity::Detail::Info(sysname="a")"); }),
+      "position=55: ', path=' is expected, but the text ends");
 }
 
 } // namespace

@@ -126,7 +126,9 @@ TEST_F(EntityOrphanage, infoIsOfNoEntityIsRefused)
 {
    ChangeRecorder const recorder(*sut->publisher());
 
-   EXPECT_EQ(messageOf<Kro::ArgNullPointerException>([&] { sut->infoIs(nullptr, record("a", "/a")); }), "Memory/Entity/Manager: info cannot be null");
+   EXPECT_EQ(
+      messageOf<Kro::ArgNullPointerException>([&] { sut->infoIs(nullptr, record("a", "/a")); }),
+      "Memory/Entity/Manager: info cannot be null");
 
    EXPECT_THAT(recorder.changes(), IsEmpty());
    EXPECT_TRUE(sut->info().empty());
