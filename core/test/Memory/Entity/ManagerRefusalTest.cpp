@@ -79,7 +79,9 @@ TEST_F(EntityManagerRefusal, mountOfATypeWithSomethingElseAsLiveCollectionFails)
 {
    EXPECT_EQ(
       messageOf<Kro::TypeException>([&] { sut->mount(describeOddMount("a", "MountWithTextAsControl")); }),
-      "a slot of type 'Orvo::Ptr<Quorvel::Core::Memory::Control::Collection>' cannot be used as 'text'");
+      Orvo::join(
+         "attribute 'ringControl' of '", sut->directory()->fullName(),
+         "/a' is of type 'text', which is no live collection"));
    EXPECT_THAT(pinmem.takeCalls(), IsEmpty());
 }
 

@@ -7,6 +7,7 @@
 
 #include <Kro/Exception.h>
 #include <Kro/GenericIf.h>
+#include <Kro/TypeOf.h>
 #include <KroOrvo/Impl.h>
 #include <Quorvel/Utility/Affirm.h>
 #include <Quorvel/Utility/Raise.h>
@@ -69,6 +70,11 @@ Orvo::Ptr<Kro::Entity> createMountEntity(Orvo::Ptr<Kro::Dir> directory, Info::Mo
 Orvo::Ptr<Control::Collection> liveCollection(Kro::Entity& entity, Info::Collection const& described)
 {
    auto const& attribute = entity.fwkType().attr(Control::Collection::composeName(described.name()));
+   if (attribute.get != nullptr && attribute.type != Kro::typeRefOf<Orvo::Ptr<Control::Collection>>()) {
+      Utility::raise(Kro::TypeException(Orvo::join(
+         "attribute '", attribute.name, "' of '", entity.fullName(), "' is of type '", Kro::nameOf(attribute.type),
+         "', which is no live collection")));
+   }
    auto object = entity.fwkType().genericIf();
    object.voidPtrIs(static_cast<Orvo::Node*>(&entity));
    Orvo::Ptr<Control::Collection> live;
