@@ -1,127 +1,24 @@
-// An agent that declares a mount type for NVMe queue pairs, mounts two of them and prints where everything lies.
-// Run it twice: the second process finds the bus addresses and the bytes of the first.
+// An agent for an NVMe controller: mounts two queue pairs, prints where everything lies, and works with the entries.
+// Run it twice: the second process finds the commands that the first one left, at the same bus addresses.
 
-#include <Quorvel/Core/Memory/Control/Collection.h>
+#include "QueuePairs.h"
+
 #include <Quorvel/Core/Memory/Entity/Manager.h>
 #include <Quorvel/Core/Memory/Info/Mount.h>
 
 #include <Kro/Dir.h>
-#include <Kro/KroModule.h>
-#include <Kro/Table.h>
 #include <Quorvel/Utility/Affirm.h>
 #include <pinmem/pinmem.h>
 
-#include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <string>
 
-namespace Memory = Quorvel::Core::Memory;
-using Memory::Control::Collection;
-
 namespace {
 
-extern Kro::KroModule module;
-
-// What the device reads and writes.
-
-struct SubmissionEntry { // 64 bytes
-
-   struct Command {
-      std::uint8_t opcode;
-      std::uint8_t flags;
-      std::uint16_t identifier;
-      std::uint32_t nameSpace;
-      std::uint64_t reserved;
-      std::uint64_t metadata;
-      std::array<std::uint64_t, 2> data; // bus addresses
-      std::array<std::uint32_t, 6> arguments;
-   } command;
-   struct Declaration;
-   static Kro::KroType const kroType;
-};
-
-struct SubmissionEntry::Declaration {
-   static constexpr auto table = Kro::table<SubmissionEntry>(Kro::field<2, &SubmissionEntry::command>("command"));
-};
-
-static_assert(sizeof(SubmissionEntry) == 64);
-
-struct CompletionEntry { // 16 bytes
-   std::array<std::uint32_t, 4> status;
-   struct Declaration;
-   static Kro::KroType const kroType;
-};
-
-struct CompletionEntry::Declaration {
-   static constexpr auto table = Kro::table<CompletionEntry>(Kro::field<2, &CompletionEntry::status>("status"));
-};
-
-struct DataEntry { // 4096 bytes
-   std::array<std::byte, 4096> buffer;
-   struct Declaration;
-   static Kro::KroType const kroType;
-};
-
-struct DataEntry::Declaration {
-   static constexpr auto table = Kro::table<DataEntry>(Kro::field<2, &DataEntry::buffer>("buffer"));
-};
-
-constinit Kro::KroType const SubmissionEntry::kroType =
-   Kro::entryType<SubmissionEntry, SubmissionEntry::Declaration>("SubmissionEntry", &module);
-constinit Kro::KroType const CompletionEntry::kroType =
-   Kro::entryType<CompletionEntry, CompletionEntry::Declaration>("CompletionEntry", &module);
-constinit Kro::KroType const DataEntry::kroType =
-   Kro::entryType<DataEntry, DataEntry::Declaration>("DataEntry", &module);
-
-// The mount type: for each collection N its live collection, the attribute N + "Control".
-
-class QueuePairs : public Kro::Entity {
-public:
-   explicit QueuePairs(Orvo::String const& name) : Entity(name) {}
-
-   ~QueuePairs() override { nodeFlagSet(flagDeleteOnLastUser, false); }
-
-   Kro::TypeData const& typeData() const noexcept override { return kroType; }
-
-   static Kro::KroType const kroType;
-   struct Declaration;
-
-   Orvo::Ptr<Collection> submission = live(SubmissionEntry::kroType);
-   Orvo::Ptr<Collection> completion = live(CompletionEntry::kroType);
-   Orvo::Ptr<Collection> data = live(DataEntry::kroType);
-
-private:
-   static Orvo::Ptr<Collection> live(Kro::KroType const& entryType)
-   {
-      auto collection = Orvo::make<Collection>(nullptr); // densely packed
-      collection->attributesIs(entryType);
-      collection->synchronizerIs([](std::uint32_t /*index*/) {}); // nothing in software to bring in step
-      return collection;
-   }
-};
-
-struct QueuePairs::Declaration {
-   // clang-format off
-   static constexpr auto table = Kro::table<QueuePairs, Kro::Entity>(
-      Kro::entries<1, SubmissionEntry>("submission"),
-      Kro::entries<2, CompletionEntry>("completion"),
-      Kro::entries<3, DataEntry>("data"),
-      Kro::value<4, &QueuePairs::submission>("submissionControl", Kro::readOnly),
-      Kro::value<5, &QueuePairs::completion>("completionControl", Kro::readOnly),
-      Kro::value<6, &QueuePairs::data>("dataControl", Kro::readOnly));
-   // clang-format on
-};
-
-constinit Kro::KroType const QueuePairs::kroType =
-   Kro::entityType<QueuePairs, QueuePairs::Declaration>("QueuePairs", &module);
-
-constexpr Kro::KroType const* types[] = {
-   &SubmissionEntry::kroType, &CompletionEntry::kroType, &DataEntry::kroType, &QueuePairs::kroType};
-constinit Kro::KroModule module{"Nvme", "examples/02-mount-and-address", types, {}};
-
-// The agent.
+namespace Memory = Quorvel::Core::Memory;
 
 constexpr std::uint32_t queues = 2;
 constexpr std::uint32_t depth = 8; // entries of each queue
@@ -137,6 +34,15 @@ Memory::Info::Collection describe(char const* name, char const* field, std::uint
    return collection;
 }
 
+Memory::Info::Mount describe()
+{
+   Memory::Info::Mount mount("controller/queues", "QueuePairs");
+   mount.collectionIs(describe("submission", "command", sizeof(SubmissionEntry)));
+   mount.collectionIs(describe("completion", "status", sizeof(CompletionEntry)));
+   mount.collectionIs(describe("data", "buffer", sizeof(DataEntry)));
+   return mount;
+}
+
 void printTree(Kro::Entity const& entity, int indent)
 {
    auto const* name = entity.parent() != nullptr ? entity.name().c_str() : "/";
@@ -148,7 +54,7 @@ void printTree(Kro::Entity const& entity, int indent)
    }
 }
 
-void printTable(Memory::Info::Collection const& described, Collection const& live)
+void printTable(Memory::Info::Collection const& described, QueuePairs::Collection const& live)
 {
    for (auto const& group : described.group()) {
       for (auto at = group.chunkInternal().begin(); at != group.chunkInternal().end(); ++at) {
@@ -160,40 +66,81 @@ void printTable(Memory::Info::Collection const& described, Collection const& liv
    }
 }
 
+/// What the synchronizer has found while the memory was mounted.
+void printInFlight(QueuePairs const& pairs)
+{
+   std::printf("\n%zu commands were left in flight\n", pairs.inFlight.size());
+   for (auto const entry : pairs.inFlight) {
+      auto const& command = pairs.command(entry);
+      auto const isInPlace = command.data[0] == pairs.data->addressBus(DataEntry::bufferNumber, entry);
+      std::printf(
+         "  entry %2u: command %u, data at 0x%016lx, %s\n", entry, command.identifier, command.data[0],
+         isInPlace ? "where its buffer is" : "which is not its buffer");
+   }
+}
+
+/// There is no device here. This plays it: it completes what is in flight.
+void playDevice(QueuePairs const& pairs)
+{
+   for (auto const entry : pairs.inFlight) {
+      pairs.status(entry).identifier = pairs.command(entry).identifier;
+      std::atomic_ref(pairs.status(entry).isDone).store(1, std::memory_order_release);
+   }
+}
+
+void complete(QueuePairs& pairs, std::uint32_t entry)
+{
+   std::printf("  entry %2u: command %u is completed\n", entry, pairs.status(entry).identifier);
+   pairs.submission->reset(entry); // all fields of the entry are zero, and it is free again
+   pairs.completion->reset(entry);
+   pairs.inFlight.erase(entry);
+}
+
+/// The hot loop looks at every status. It asks for memory once for each run, not for each entry.
+void poll(QueuePairs& pairs)
+{
+   std::puts("poll");
+   for (auto const run : pairs.completion->runs<Status>(CompletionEntry::statusNumber)) {
+      for (std::uint32_t i = 0; i < run.count; ++i) {
+         if (std::atomic_ref(run.memory.get()[i].isDone).load(std::memory_order_acquire) != 0) {
+            complete(pairs, run.first + i);
+         }
+      }
+      std::printf("  entries %u to %u are looked at\n", run.first, run.first + run.count - 1);
+   }
+}
+
+/// Single entries are looked up: the virtual address to write the command, the bus address for what the device reads.
+void submit(QueuePairs& pairs, std::uint32_t entry)
+{
+   auto& command = pairs.command(entry);
+   command.opcode = 2; // read
+   command.data[0] = pairs.data->addressBus(DataEntry::bufferNumber, entry);
+   command.identifier = ++pairs.lastIdentifier; // last: from now on the entry counts as in flight
+   pairs.inFlight.insert(entry);
+   std::printf("  entry %2u: command %u, data at 0x%016lx\n", entry, command.identifier, command.data[0]);
+}
+
 void run()
 {
-   Kro::kroModuleIs(module);
-
-   Memory::Info::Mount mount("controller/queues", "QueuePairs");
-   mount.collectionIs(describe("submission", "command", sizeof(SubmissionEntry)));
-   mount.collectionIs(describe("completion", "status", sizeof(CompletionEntry)));
-   mount.collectionIs(describe("data", "buffer", sizeof(DataEntry)));
-
+   auto const mount = describe();
    auto const manager = Memory::Entity::Manager::instantiate("nvme0");
    manager->mount(mount);
-   auto const pairs = Orvo::dynamicCast<QueuePairs>(manager->entify("controller/queues"));
+   auto const pairs = Orvo::dynamicCast<QueuePairs>(manager->entify(mount.path()));
 
    printTree(*Kro::globalDir(), 0);
    std::printf(
       "\ncollection  field    entries   chunk                      size  bus address         virtual address\n");
-   for (auto const& collection : mount.collectionInternal()) {
-      auto const& live = collection.name() == "submission"   ? pairs->submission
-                         : collection.name() == "completion" ? pairs->completion
-                                                             : pairs->data;
-      printTable(collection, *live);
-   }
+   printTable(mount.collectionInternal(1), *pairs->submission); // by the number in the mount type's table
+   printTable(mount.collectionInternal(2), *pairs->completion);
+   printTable(mount.collectionInternal(3), *pairs->data);
 
-   // The last command of the second queue: what an earlier process left in it, and what this one writes.
-   constexpr std::uint32_t last = queues * depth - 1;
-   auto& command = *reinterpret_cast<SubmissionEntry::Command*>(pairs->submission->addressVirtual(2, last));
-   auto const buffer = pairs->data->addressBus(2, last);
-   std::printf(
-      "\ncommand %u was left with identifier %u, data at 0x%016lx\n", last, command.identifier, command.data[0]);
-   std::printf("data buffer %u is at 0x%016lx%s\n", last, buffer, command.data[0] == buffer ? ", as it was" : "");
-   command.opcode = 2; // read
-   ++command.identifier;
-   command.data[0] = buffer;
-   std::printf("command %u is written with identifier %u\n", last, command.identifier);
+   printInFlight(*pairs);
+   playDevice(*pairs);
+   poll(*pairs);
+   std::puts("submit, and die before the device is done");
+   submit(*pairs, depth - 1);
+   submit(*pairs, queues * depth - 1);
 }
 
 } // namespace
