@@ -122,7 +122,7 @@ TEST(MakerPathMountCellDeathTest, endsTheProcessWhenMemoryIsExhausted)
    sut.arg0Value = "x";
    auto const expandWithoutMemory = [&](char const* pathTemplate) {
       AllocationCounter counter;
-      counter.failFromNowOn();
+      counter.failAfter(0);
       sut.makePath(pathTemplate);
    };
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -9,15 +10,15 @@ namespace {
 
 std::atomic<std::size_t> allocations = 0;
 std::atomic<std::size_t> released = 0;
-std::atomic<bool> isExhausted = false;
+constexpr std::size_t unlimited = SIZE_MAX;
+std::atomic<std::size_t> limit = unlimited;
 std::atomic<int> errnoOnRelease = 0;
 
 } // namespace
 
 void* operator new(std::size_t size)
 {
-   ++allocations;
-   void* const memory = isExhausted ? nullptr : std::malloc(size);
+   void* const memory = allocations++ < limit ? std::malloc(size) : nullptr;
    return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
@@ -48,7 +49,7 @@ AllocationCounter::AllocationCounter()
 
 AllocationCounter::~AllocationCounter()
 {
-   isExhausted = false;
+   limit = unlimited;
    errnoOnRelease = 0;
 }
 
@@ -62,9 +63,9 @@ std::size_t AllocationCounter::releases() const
    return released;
 }
 
-void AllocationCounter::failFromNowOn()
+void AllocationCounter::failAfter(std::size_t further)
 {
-   isExhausted = true;
+   limit = allocations + further;
 }
 
 void AllocationCounter::setErrnoOnRelease(int error)

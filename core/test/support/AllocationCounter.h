@@ -18,8 +18,8 @@ public:
    /// How often memory was given back.
    std::size_t releases() const;
 
-   /// From now on, until this object is gone, there is no memory.
-   void failFromNowOn();
+   /// Until this object is gone there is memory that many times more, and then none.
+   void failAfter(std::size_t allocations);
 
    /// From now on, until this object is gone, each release of memory sets errno to that, as it may.
    void setErrnoOnRelease(int error);
