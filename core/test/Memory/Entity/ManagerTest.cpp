@@ -110,6 +110,7 @@ TEST_F(EntityManager, withoutADirectoryFindsNothingAndMountsNothing)
 
    EXPECT_EQ(messageOf<Kro::EntityNotFoundException>([&] { other->entify("a"); }), "enity at path='a' does not exist.");
    EXPECT_EQ(brokenPromiseOf([&] { other->mount(describeMount("a", "r")); }), "Memory/Entity/Manager.cpp");
+   EXPECT_EQ(brokenPromiseOf([&] { other->mount(describeMount("d/a", "r")); }), "Memory/Entity/Manager.cpp");
 }
 
 TEST_F(EntityManager, destructorLeavesWhatItMounted)

@@ -52,6 +52,7 @@ Orvo::Ptr<Kro::Dir> createDir(Orvo::Ptr<Kro::Dir> const& parent, Orvo::String co
 /// Creates or finds the directories of the path and, in the last one, the mount entity.
 Orvo::Ptr<Kro::Entity> createMountEntity(Orvo::Ptr<Kro::Dir> directory, Info::Mount const& mount)
 {
+   Utility::affirm(directory != nullptr);
    auto const path = mount.path().view();
    std::size_t begin = 0;
    for (auto slash = path.find('/'); slash != path.npos; slash = path.find('/', begin)) {
@@ -62,7 +63,6 @@ Orvo::Ptr<Kro::Entity> createMountEntity(Orvo::Ptr<Kro::Dir> directory, Info::Mo
       }
       begin = slash + 1;
    }
-   Utility::affirm(directory != nullptr);
    return directory->createEntity(mount.type(), path.substr(begin));
 }
 

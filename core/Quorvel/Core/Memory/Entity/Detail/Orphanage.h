@@ -18,8 +18,10 @@ namespace Quorvel::Core::Memory::Entity::Detail {
 /// Changes of `info` are published under the entity, so a watcher subscribes to `publisher()` and decides when an orphan
 /// goes (`Destructor::cleanup`). `Manager::orphanage()` gives it.
 ///
-/// Ownership: keeps the records, not the entities; these are keys, and are never looked into. Threads: used from one
-/// thread at a time.
+/// Ownership: keeps the records, not the entities; these are keys, and are never looked into. An entity that goes otherwise
+/// than by cleaning up leaves its record behind: call `infoDel` first, or the removal is published later under an address
+/// where nothing lives. A subscriber that may meet this looks at the record before it touches the entity.
+/// Threads: used from one thread at a time.
 class QUORVEL_CORE_EXPORT Orphanage final : public Kro::Entity, public Kro::SlabAllocated<Orphanage> {
 public:
    struct HN_Info {};
