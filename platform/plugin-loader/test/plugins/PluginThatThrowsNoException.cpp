@@ -1,0 +1,6 @@
+#include <Plugin/Entry.h>
+
+extern "C" void pluginMain()
+{
+   throw 7;
+}

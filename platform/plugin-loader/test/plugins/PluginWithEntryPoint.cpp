@@ -1,0 +1,23 @@
+// Notes when its static objects are made, and when it is entered.
+
+#include "../support/Journal.h"
+
+#include <Plugin/Entry.h>
+
+namespace {
+
+[[maybe_unused]] bool const isInitialised = [] {
+   Plugin::Test::journal().emplace_back("PluginWithEntryPoint is initialised");
+   return true;
+}();
+
+} // namespace
+
+/// A symbol that it does not hide.
+extern "C" __attribute__((visibility("default"))) int onlyOfPluginWithEntryPoint;
+int onlyOfPluginWithEntryPoint = 1;
+
+extern "C" void pluginMain()
+{
+   Plugin::Test::journal().emplace_back("PluginWithEntryPoint is entered");
+}

@@ -1,0 +1,7 @@
+extern "C" int pluginLoaderTestAbsent();
+
+namespace {
+
+[[maybe_unused]] int const needed = pluginLoaderTestAbsent();
+
+} // namespace
