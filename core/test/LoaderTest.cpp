@@ -10,7 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <sstream>
+#include <type_traits>
 
 namespace {
 
@@ -85,6 +88,55 @@ TEST(LoaderSingleton, isTrackedAsLongAsItLives)
    EXPECT_EQ(Singleton::memAllocationTracker_.liveCount(), before);
 }
 
+/// A family that lies in a sub-directory of another.
+class SubFamily final : public Singleton {
+public:
+   using Singleton::Singleton;
+
+   ~SubFamily() override { nodeFlagSet(flagDeleteOnLastUser, false); }
+
+   Orvo::String prefixPath() const override { return "family"; }
+
+   Orvo::String suffixPath() const override { return "below"; }
+};
+
+TEST(LoaderSingleton, givesTheSubDirectoryOfADerivedClassByReflection)
+{
+   auto const sut = Orvo::make<SubFamily>("Drivers");
+   Orvo::String suffix;
+
+   EXPECT_EQ(Kro::GenericIf::ofNode(*sut).get(259, Kro::GenericIf::of(suffix)), Kro::success);
+
+   EXPECT_EQ(suffix, "below");
+}
+
+TEST(LoaderSingleton, isAnEntityThatOnlyADerivedClassCompletes)
+{
+   EXPECT_TRUE((std::is_base_of_v<Kro::Entity, Singleton>));
+   EXPECT_TRUE(std::is_abstract_v<Singleton>);
+}
+
+/// @return the number of the virtual function's slot, as the common C++ ABI encodes it in a pointer to member
+template <class Member>
+std::size_t slotOf(Member member)
+{
+   std::uintptr_t offsetPlusOne;
+   static_assert(sizeof member == 2 * sizeof offsetPlusOne);
+   std::memcpy(&offsetPlusOne, &member, sizeof offsetPlusOne);
+   EXPECT_EQ(offsetPlusOne % 2, 1U) << "not virtual";
+   return (offsetPlusOne - 1) / sizeof(void*);
+}
+
+TEST(LoaderSingleton, virtualFunctionsKeepTheirSlots)
+{
+   EXPECT_EQ(slotOf(&Singleton::lastUserGone), 2U);
+   EXPECT_EQ(slotOf(&Singleton::publisher), 3U);
+   EXPECT_EQ(slotOf(&Singleton::typeData), 4U);
+   EXPECT_EQ(slotOf(&Singleton::handleParent), 5U);
+   EXPECT_EQ(slotOf(&Singleton::prefixPath), 6U);
+   EXPECT_EQ(slotOf(&Singleton::suffixPath), 7U);
+}
+
 TEST(LoaderPimpl, anyTwoAreEqualAndEachIsFalse)
 {
    Pimpl const sut;
@@ -92,7 +144,10 @@ TEST(LoaderPimpl, anyTwoAreEqualAndEachIsFalse)
 
    EXPECT_EQ(sut, other);
    EXPECT_TRUE(Pimpl::isEq(&sut, &other));
+   EXPECT_TRUE(Pimpl::isEq(nullptr, &other));
+   EXPECT_TRUE(Pimpl::isEq(nullptr, nullptr));
    EXPECT_FALSE(static_cast<bool>(sut));
+   EXPECT_TRUE(std::is_empty_v<Pimpl>);
    EXPECT_EQ(&sut.typeData(), &Pimpl::kroType);
 }
 

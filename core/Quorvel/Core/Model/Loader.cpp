@@ -23,9 +23,9 @@ Pimpl::Pimpl(Kro::CharRange& text)
    Kro::readByTable<Pimpl, Pimpl::Declaration>(text, *this);
 }
 
-bool Pimpl::isEq(void const* a, void const* b)
+bool Pimpl::isEq(void const* /*a*/, void const* /*b*/)
 {
-   return *static_cast<Pimpl const*>(a) == *static_cast<Pimpl const*>(b);
+   return true;
 }
 
 std::ostream& operator<<(std::ostream& stream, Pimpl const& pimpl)
