@@ -8,12 +8,20 @@
 #include <Kro/SlabAllocated.h>
 #include <Orvo/Ptr.h>
 #include <Orvo/String.h>
+#include <Plugin/Loader.h>
 
 #include <iosfwd>
 
 namespace Quorvel::Core::Loader {
 
 /// An entity that names a family of plugins. Derive from it and say the family's word.
+///
+/// `load` asks the platform for a family's plugins:
+///
+///     Plugin::Loader<void> loader;
+///     Loader::Singleton::load("Driver", "nvme", &loader); // <directory of the search path>/DriverPlugin/nvme/*.so
+///
+/// What became of them, `Plugin/Result.h` tells.
 class QUORVEL_CORE_EXPORT Singleton : public Kro::Entity, public Kro::SlabAllocated<Singleton> {
 public:
    explicit Singleton(Orvo::String const& name);
@@ -25,6 +33,22 @@ public:
    virtual Orvo::String prefixPath() const = 0;
    /// @return the sub-directory of the family; empty here
    virtual Orvo::String suffixPath() const;
+
+   /// Loads the plugins of one family, at most once in a process.
+   ///
+   /// The family is named `prefixPath` + "Plugin", with "/" + `suffixPath` where that is not empty. What counts as the same is
+   /// `prefixPath` + `suffixPath`, and nothing else: after ("ab", "c"), neither ("a", "bc") nor another loader loads anything.
+   /// A family counts as loaded when the platform has returned, whether it found plugins or not; until then, a plugin that asks
+   /// for the family that it belongs to makes the platform look again. When the process's static objects are being destroyed,
+   /// nothing is loaded any more.
+   ///
+   /// @param loader  its `searchPath` is passed on; its `state` is zeroed before and its `message` emptied before and after. Not
+   ///                touched, and may be null, where nothing is to be loaded. Borrowed for the call.
+   /// An exception of the platform's, a failed allocation or a null loader where a family is to be loaded end the process.
+   /// Threads: one call at a time.
+   /// Cost: of a family that counts as loaded: joining the two texts and one search in a hash set.
+   static void
+   load(Orvo::String const& prefixPath, Orvo::String const& suffixPath, Plugin::Loader<void>* loader) noexcept;
 
    static Kro::KroType const kroType;
    static Kro::AllocTrackTypeInfo memAllocationTracker_;
@@ -49,7 +73,7 @@ public:
    /// Always false: every Pimpl equals a default one.
    explicit operator bool() const noexcept { return false; }
 
-   /// The framework's equality hook: always true.
+   /// The framework's equality hook: always true, whatever the pointers.
    static bool isEq(void const* a, void const* b);
 
    friend bool operator==(Pimpl const& /*a*/, Pimpl const& /*b*/) noexcept { return true; }
