@@ -26,6 +26,18 @@ Detail::Attribute const& known(Collection::Attributes const& attributes, std::in
    return *found;
 }
 
+std::uint64_t busAddress(std::pair<Detail::Chunk*, std::uint32_t> const& place)
+{
+   auto const [chunk, offset] = place;
+   return chunk->isIncapableDma() ? 0 : chunk->addressBus() + offset;
+}
+
+std::uint64_t virtualAddress(std::pair<Detail::Chunk*, std::uint32_t> const& place)
+{
+   auto const [chunk, offset] = place;
+   return chunk->addressVirtual() + offset;
+}
+
 } // namespace
 
 constinit Kro::AllocTrackTypeInfo Collection::memAllocationTracker_{
@@ -147,16 +159,27 @@ Detail::Attribute const& Collection::denseAttribute(std::int32_t id, std::size_t
    return dense;
 }
 
+std::pair<Detail::Chunk*, std::uint32_t> Collection::lookUpQuickly(std::int32_t attribute, std::uint32_t index) const
+{
+   auto const* const found = attribute_.find(attribute);
+   return found != nullptr ? found->lookUpQuickly(index, offsetter_) : std::pair<Detail::Chunk*, std::uint32_t>();
+}
+
+std::pair<Detail::Chunk*, std::uint32_t> Collection::lookUp(std::int32_t attribute, std::uint32_t index) const
+{
+   return known(attribute_, attribute).lookUp(index, offsetter_);
+}
+
 std::uint64_t Collection::addressBus(std::int32_t attribute, std::uint32_t index) const
 {
-   auto const [chunk, offset] = known(attribute_, attribute).lookUp(index, offsetter_);
-   return chunk->isIncapableDma() ? 0 : chunk->addressBus() + offset;
+   auto const place = lookUpQuickly(attribute, index);
+   return busAddress(place.first != nullptr ? place : lookUp(attribute, index));
 }
 
 std::uint64_t Collection::addressVirtual(std::int32_t attribute, std::uint32_t index) const
 {
-   auto const [chunk, offset] = known(attribute_, attribute).lookUp(index, offsetter_);
-   return chunk->addressVirtual() + offset;
+   auto const place = lookUpQuickly(attribute, index);
+   return virtualAddress(place.first != nullptr ? place : lookUp(attribute, index));
 }
 
 void Collection::reset(std::uint32_t index) const

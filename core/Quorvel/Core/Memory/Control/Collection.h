@@ -135,6 +135,11 @@ private:
    /// @param size bytes that the field must have; 0: any number
    Detail::Attribute const& denseAttribute(std::int32_t id, std::size_t size) const;
 
+   /// @return null and 0 where `lookUp` has to be asked
+   inline std::pair<Detail::Chunk*, std::uint32_t> lookUpQuickly(std::int32_t attribute, std::uint32_t index) const;
+   [[gnu::visibility("hidden"), gnu::noinline]] std::pair<Detail::Chunk*, std::uint32_t>
+   lookUp(std::int32_t attribute, std::uint32_t index) const;
+
    Attributes attribute_;
    Groups group_;
    std::function<void(std::uint32_t)> synchronizer_;

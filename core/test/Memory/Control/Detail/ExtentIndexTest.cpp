@@ -323,6 +323,106 @@ TEST(ExtentIndex, findsAmongExtentsOfVeryDifferentSizes)
    expectToFind(sut, extents);
 }
 
+/// `count` extents of `size` entries whose begins are `distance` apart.
+std::vector<Extent> regular(std::size_t count, std::uint32_t first, std::uint32_t distance, std::uint32_t size)
+{
+   std::vector<Extent> extents;
+   for (std::uint32_t i = 0; i < count; ++i) {
+      extents.push_back({first + i * distance, first + i * distance + size, chunk(i)});
+   }
+   return extents;
+}
+
+ExtentIndex indexOf(std::vector<Extent> const& extents)
+{
+   ExtentIndex index;
+   for (auto const& extent : extents) {
+      EXPECT_TRUE(index.insert(extent));
+   }
+   return index;
+}
+
+TEST(ExtentIndex, findsAmongExtentsThatBeginAtEqualDistances)
+{
+   for (std::uint32_t const distance : {1U, 2U, 3U, 5U, 7U, 48U, 64U, 100U, 641U, 65535U, 65537U}) {
+      for (std::uint32_t const size : {distance, distance - distance / 3, 1U}) {
+         for (std::uint32_t const first : {0U, 1000U, 4294967295U - 1000U * distance}) {
+            auto const extents = regular(1000, first, distance, size);
+
+            auto const sut = indexOf(extents);
+
+            expectToFind(sut, extents);
+            ASSERT_EQ(find(sut, first - 1), -1);
+            ASSERT_EQ(find(sut, extents[500].end), size == distance ? 501 : -1) << distance << ' ' << size;
+            ASSERT_EQ(find(sut, extents.back().end), -1);
+         }
+      }
+   }
+}
+
+TEST(ExtentIndex, findsAmongFewLongExtentsThatBeginAtEqualDistances)
+{
+   for (std::uint32_t const distance :
+        {(1U << 30U) - 1, 1U << 30U, (1U << 30U) + 1, (1U << 31U) - 1, 715827882U, 715827883U, 123456789U}) {
+      for (std::size_t count = 1; count * distance <= 4294967295U; ++count) {
+         for (std::uint32_t const less : {0U, 1U, distance - 1}) {
+            auto const extents = regular(count, 0, distance, distance - less);
+
+            auto const sut = indexOf(extents);
+
+            expectToFind(sut, extents);
+            ASSERT_EQ(find(sut, 4294967295U), -1);
+         }
+      }
+   }
+}
+
+TEST(ExtentIndex, findsAnExtentThatBreaksEqualDistancesAndThoseBehindIt)
+{
+   for (std::size_t const count : {1U, 2U, 3U, 100U}) {
+      auto const end = static_cast<std::uint32_t>(count) * 10;
+      Extent const early{end, end + 5, chunk(200)};
+      Extent const late{end + 12, end + 22, chunk(200)};
+      Extent const tooLong{end + 2, end + 25, chunk(200)};
+      for (auto const& odd : {early, late, tooLong}) {
+         auto extents = regular(count, 2, 10, 7);
+         extents.push_back(odd);
+         auto sut = indexOf(extents);
+         expectToFind(sut, extents);
+
+         for (std::uint32_t i = 0; i < 50; ++i) {
+            extents.push_back({end + 32 + i * 10, end + 39 + i * 10, chunk(201 + i)});
+            sut.insert(extents.back());
+         }
+
+         expectToFind(sut, extents);
+      }
+   }
+}
+
+TEST(ExtentIndex, findsByEqualDistancesAfterExtentsWereErased)
+{
+   auto extents = regular(100, 0, 10, 10);
+   auto sut = indexOf(extents);
+
+   for (std::uint32_t i = 0; i < 40; ++i) {
+      sut.erase(extents.back().begin);
+      extents.pop_back();
+   }
+   sut.insert({995, 1005, chunk(300)});
+   sut.insert({1010, 1020, chunk(301)});
+   sut.insert({1020, 1030, chunk(302)});
+
+   expectToFind(sut, extents);
+   EXPECT_EQ(find(sut, 600), -1);
+   EXPECT_EQ(find(sut, 994), -1);
+   EXPECT_EQ(find(sut, 995), 300);
+   EXPECT_EQ(find(sut, 1004), 300);
+   EXPECT_EQ(find(sut, 1005), -1);
+   EXPECT_EQ(find(sut, 1010), 301);
+   EXPECT_EQ(find(sut, 1029), 302);
+}
+
 TEST(ExtentIndex, agreesWithAMapThroughRandomChanges)
 {
    for (unsigned seed = 0; seed < 300; ++seed) {

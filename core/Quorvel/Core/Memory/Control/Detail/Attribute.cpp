@@ -238,6 +238,14 @@ std::pair<Chunk*, std::uint32_t> Attribute::obtainChunkAndOffset(std::uint32_t i
    return lookUp(index, offsetter);
 }
 
+std::pair<Chunk*, std::uint32_t> Attribute::lookUp(std::uint32_t index, Offsetter offsetter) const
+{
+   if (auto const* extent = index_.find(index)) [[likely]] {
+      return {extent->chunk, offsetOf(extent->begin, index, offsetter)};
+   }
+   return walk(index, offsetter);
+}
+
 /// @return the group of a chunk's key
 Group const& Attribute::groupOf(std::uint32_t key) const
 {

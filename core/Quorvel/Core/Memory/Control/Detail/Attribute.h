@@ -136,14 +136,21 @@ private:
       return offsetter != nullptr ? offsetter(head, index, size_) : (index - head) * size_;
    }
 
-   /// What obtainChunkAndOffset does, inside its caller.
-   std::pair<Chunk*, std::uint32_t> lookUp(std::uint32_t index, Offsetter offsetter) const
+   /// The common case of `lookUp`.
+   /// @return null and 0 else
+   std::pair<Chunk*, std::uint32_t> lookUpQuickly(std::uint32_t index, Offsetter offsetter) const
    {
-      if (auto const* extent = index_.find(index)) [[likely]] {
-         return {extent->chunk, offsetOf(extent->begin, index, offsetter)};
+      if (offsetter == nullptr) [[likely]] {
+         if (auto const* const extent = index_.findQuickly(index)) [[likely]] {
+            return {extent->chunk, (index - extent->begin) * size_}; // 32-bit wrap intended
+         }
       }
-      return walk(index, offsetter);
+      return {};
    }
+
+   /// What obtainChunkAndOffset does.
+   [[gnu::visibility("hidden")]] std::pair<Chunk*, std::uint32_t>
+   lookUp(std::uint32_t index, Offsetter offsetter) const;
 
    void lonelyChunksIs(std::size_t count) noexcept
    {
@@ -153,15 +160,16 @@ private:
 
    bool isIndexed() const noexcept { return !hasOverlap_ && lonelyChunks_ == 0; }
 
-   Groups group_;
-   Chunks chunk_;
+   // What a look-up reads comes first.
+   std::uint32_t size_;
+   bool hasOverlap_ = false;
    /// Answers where it must agree with the walk over `chunk_`: empty while extents overlap, suspended while a chunk lacks its
    /// group.
    ExtentIndex index_;
+   Groups group_;
+   Chunks chunk_;
    std::size_t lonelyChunks_ = 0; ///< chunks without a group
    std::size_t changesSince_ = 0; ///< changes since extents were last found to overlap
-   std::uint32_t size_;
-   bool hasOverlap_ = false;
 };
 
 } // namespace Quorvel::Core::Memory::Control::Detail

@@ -51,11 +51,12 @@ public:
 private:
    struct Declaration;
 
+   // What a look-up of an address reads stands together.
    std::uint32_t size_;
-   Orvo::String name_;
-   std::uint64_t addressVirtual_ = 0;
-   std::uint64_t addressBus_ = 0;
    bool isIncapableDma_;
+   std::uint64_t addressBus_ = 0;
+   std::uint64_t addressVirtual_ = 0;
+   Orvo::String name_;
 };
 
 } // namespace Quorvel::Core::Memory::Control::Detail

@@ -10,6 +10,9 @@ namespace {
 /// Stands behind the last extent, so that `find` may look one further.
 constexpr Extent guard{0xffffffffU, 0xffffffffU, nullptr};
 
+/// The longest range of entries in which the division by multiplication is exact.
+constexpr unsigned bitsOfRegularRange = 31;
+
 bool isErased(Extent const& extent) noexcept
 {
    return extent.begin == extent.end;
@@ -39,16 +42,31 @@ std::size_t mostLate(std::size_t sorted) noexcept
 
 } // namespace
 
-Extent const* ExtentIndex::search(std::uint32_t bucket, std::uint32_t entry) const noexcept
+Extent const* ExtentIndex::findSlowly(std::uint32_t entry) const noexcept
+{
+   if (isSuspended_) {
+      return nullptr;
+   }
+   if (layout_ == Layout::uneven && entry - firstEntry_ < sortedEnd_ - firstEntry_) {
+      auto const* const at = search(entry);
+      if (at->begin <= entry && entry < at->end) {
+         return at;
+      }
+   }
+   return findLate(entry);
+}
+
+Extent const* ExtentIndex::search(std::uint32_t entry) const noexcept
 {
    auto const* const first = sorted_.data();
+   auto const bucket = (entry - firstEntry_) >> shift_;
    return std::upper_bound(first + buckets_[bucket], first + buckets_[bucket + 1], entry, endsBehind);
 }
 
 Extent const* ExtentIndex::findLate(std::uint32_t entry) const noexcept
 {
    auto const at = std::upper_bound(late_.begin(), late_.end(), entry, endsBehind);
-   return !isSuspended_ && at != late_.end() && at->begin <= entry ? &*at : nullptr;
+   return at != late_.end() && at->begin <= entry ? &*at : nullptr;
 }
 
 Extent const* ExtentIndex::findNext(std::uint32_t entry) const noexcept
@@ -104,24 +122,39 @@ void ExtentIndex::append(Extent const& extent)
       sorted_.back() = guard;
       throw;
    }
-   auto const position = static_cast<std::uint32_t>(sortedCount() - 1);
-   auto const needed = ((extent.end - 1 - firstEntry_) >> shift_) + 1;
    try {
-      if (position >= 2 * divided_ || needed > mostBuckets(sortedCount())) {
-         divide();
-         return;
-      }
-      buckets_.resize(needed + 1, position);
+      appendToLayout(extent);
    } catch (...) {
       sorted_.pop_back();
       sorted_.back() = guard;
       throw;
    }
+}
+
+/// Makes the layout fit the extent, the last in `sorted_` now.
+void ExtentIndex::appendToLayout(Extent const& extent)
+{
+   auto const position = static_cast<std::uint32_t>(sortedCount() - 1);
+   if (layout_ == Layout::regular && continuesRegularly(extent)) {
+      endIs(extent.end);
+      return;
+   }
+   if (buckets_.empty() || position >= 2 * laidOut_) {
+      layOut();
+      return;
+   }
+   auto const needed = ((extent.end - 1 - firstEntry_) >> shift_) + 1;
+   if (needed > mostBuckets(sortedCount())) {
+      layOut();
+      return;
+   }
+   buckets_.resize(needed + 1, position);
    // So far nothing ended behind the last bucket's end: what stands there is this extent's position already.
    buckets_[needed] = position + 1;
-   isEven_ = isEven_ && position + 1 - buckets_[needed - 1] <= 1;
-   sortedEnd_ = extent.end;
-   bucketCountIs(needed);
+   if (position + 1 - buckets_[needed - 1] > 1) {
+      layout_ = Layout::uneven;
+   }
+   endIs(extent.end);
 }
 
 void ExtentIndex::insertLate(Extent const& extent)
@@ -130,6 +163,56 @@ void ExtentIndex::insertLate(Extent const& extent)
    if (late_.size() > mostLate(sortedCount())) {
       merge();
    }
+}
+
+/// Chooses how to find what `sorted_` holds, which is not empty.
+void ExtentIndex::layOut()
+{
+   auto const count = sortedCount();
+   auto const first = sorted_.front().begin;
+   auto const end = sorted_[count - 1].end;
+   if (count == 1) {
+      layout_ = Layout::single;
+      buckets_ = {};
+   } else if (isRegular()) {
+      regularIs();
+   } else {
+      divide();
+   }
+   firstEntry_ = first;
+   laidOut_ = count;
+   endIs(end);
+}
+
+/// @return whether those in `sorted_`, two at least, begin at equal distances, and none is longer
+bool ExtentIndex::isRegular() const noexcept
+{
+   auto const distance = sorted_[1].begin - sorted_[0].begin;
+   for (std::size_t i = 2; i < sortedCount(); ++i) {
+      if (sorted_[i].begin - sorted_[i - 1].begin != distance) {
+         return false;
+      }
+   }
+   auto const& last = sorted_[sortedCount() - 1];
+   return last.end - last.begin <= distance && (last.end - sorted_[0].begin) >> bitsOfRegularRange == 0;
+}
+
+bool ExtentIndex::continuesRegularly(Extent const& extent) const noexcept
+{
+   auto const distance = sorted_[1].begin - sorted_[0].begin;
+   return extent.begin - sorted_[sortedCount() - 2].begin == distance && extent.end - extent.begin <= distance &&
+          (extent.end - firstEntry_) >> bitsOfRegularRange == 0;
+}
+
+void ExtentIndex::regularIs() noexcept
+{
+   auto const distance = sorted_[1].begin - sorted_[0].begin;
+   // n * reciprocal / 2^shift is too large by n * (less than 1) / 2^shift at most, which is less than 1 / distance for every
+   // n below 2^31, so that it is rounded to the right number. It is below 2^64.
+   shift_ = bitsOfRegularRange + static_cast<std::uint32_t>(std::bit_width(distance - 1));
+   reciprocal_ = ((std::uint64_t{1} << shift_) + distance - 1) / distance;
+   layout_ = Layout::regular;
+   buckets_ = {};
 }
 
 /// Makes the buckets so narrow that none holds the ends of two extents or, where that were too many, as wide as extents are
@@ -163,12 +246,8 @@ void ExtentIndex::divide()
       buckets_[bucket] = position;
    }
    buckets_.resize(std::size_t{needed} + 1);
-   isEven_ = isEven;
-   firstEntry_ = first;
+   layout_ = isEven ? Layout::even : Layout::uneven;
    shift_ = shift;
-   divided_ = count;
-   sortedEnd_ = sorted_[count - 1].end;
-   bucketCountIs(needed);
 }
 
 void ExtentIndex::merge() noexcept
@@ -192,7 +271,7 @@ void ExtentIndex::merge() noexcept
       all.push_back(guard);
       sorted_.swap(all);
       try {
-         divide();
+         layOut();
       } catch (...) {
          sorted_.swap(all);
          throw;
@@ -259,13 +338,13 @@ void ExtentIndex::clear() noexcept
 void ExtentIndex::isSuspendedIs(bool isSuspended) noexcept
 {
    isSuspended_ = isSuspended;
-   bucketCountIs(bucketCount_);
+   endIs(sortedEnd_);
 }
 
-void ExtentIndex::bucketCountIs(std::uint32_t count) noexcept
+void ExtentIndex::endIs(std::uint32_t end) noexcept
 {
-   bucketCount_ = count;
-   bucketLimit_ = isSuspended_ ? 0 : count;
+   sortedEnd_ = end;
+   quickRange_ = isSuspended_ || layout_ == Layout::uneven ? 0 : sortedEnd_ - firstEntry_;
 }
 
 } // namespace Quorvel::Core::Memory::Control::Detail
