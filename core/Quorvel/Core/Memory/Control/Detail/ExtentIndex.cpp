@@ -71,6 +71,9 @@ Extent const* ExtentIndex::findLate(std::uint32_t entry) const noexcept
 
 Extent const* ExtentIndex::findNext(std::uint32_t entry) const noexcept
 {
+   if (auto const* const holds = findQuickly(entry)) [[likely]] {
+      return holds;
+   }
    auto const end = sorted_.begin() + static_cast<std::ptrdiff_t>(sortedCount());
    auto at = std::upper_bound(sorted_.begin(), end, entry, endsBehind);
    while (at != end && isErased(*at)) {
