@@ -10,6 +10,17 @@ namespace {
 
 constexpr char const* storeName = "Quorvel::Core::Memory::Control::Detail::StoreChunk";
 
+/// The chunk is asked for with another size or another DMA capability.
+[[noreturn, gnu::noinline]] void refuse(Chunk const& existing, std::uint32_t size, bool isIncapableDma)
+{
+   auto const& module = _Chunk_334569107d2ca953_kroModule;
+   auto const member = Orvo::join("'", existing.name(), "'");
+   if (existing.size() != size) {
+      Kro::throwMutatorReinstantiating(module, "size", existing.size(), size, member);
+   }
+   Kro::throwMutatorReinstantiating(module, "isIncapableDma", existing.isIncapableDma(), isIncapableDma, member);
+}
+
 } // namespace
 
 constinit Kro::AllocTrackTypeInfo StoreChunk::memAllocationTracker_{sizeof(StoreChunk), storeName};
@@ -30,20 +41,19 @@ Orvo::Ptr<StoreChunk> StoreChunk::instance()
 
 Orvo::Ptr<Chunk> StoreChunk::chunkIs(Orvo::String const& name, std::uint32_t size, bool isIncapableDma)
 {
-   if (auto const* found = chunk_.find(name)) {
-      auto const& existing = **found;
-      auto const refuse = [&](char const* attribute, auto exists, auto asked) {
-         Kro::throwMutatorReinstantiating(
-            _Chunk_334569107d2ca953_kroModule, attribute, exists, asked, Orvo::join("'", name, "'"));
-      };
-      if (existing.size() != size) {
-         refuse("size", existing.size(), size);
-      }
-      if (existing.isIncapableDma() != isIncapableDma) {
-         refuse("isIncapableDma", existing.isIncapableDma(), isIncapableDma);
-      }
-      return *found;
+   auto const* const found = chunk_.find(name);
+   if (found == nullptr) [[unlikely]] {
+      return chunkMake(name, size, isIncapableDma);
    }
+   auto const& existing = **found;
+   if (existing.size() != size || existing.isIncapableDma() != isIncapableDma) [[unlikely]] {
+      refuse(existing, size, isIncapableDma);
+   }
+   return *found;
+}
+
+Orvo::Ptr<Chunk> StoreChunk::chunkMake(Orvo::String const& name, std::uint32_t size, bool isIncapableDma)
+{
    auto chunk = Orvo::make<Chunk>(name, size, isIncapableDma);
    chunk_.is(chunk);
    handleChunk(name);

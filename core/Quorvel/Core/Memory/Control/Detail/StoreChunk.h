@@ -64,6 +64,9 @@ private:
    struct Declaration;
    static constexpr std::int16_t chunkNumber = 258;
 
+   /// Makes a chunk of a name that the store does not hold.
+   [[gnu::visibility("hidden"), gnu::noinline]] Orvo::Ptr<Chunk>
+   chunkMake(Orvo::String const& name, std::uint32_t size, bool isIncapableDma);
    void publishChunk(Orvo::String const& name);
 
    Chunks chunk_;
