@@ -155,21 +155,23 @@ void Attribute::pairIs(Group const* before, Group const* after, Chunk* chunk) no
       return;
    }
    try {
-      hasOverlap_ = !index_.insert({after->head(), after->head() + after->size(), chunk});
+      if (index_.insert({after->head(), after->head() + after->size(), chunk})) {
+         return;
+      }
+      patience_ = all;
    } catch (std::bad_alloc const&) {
-      // The walk still answers.
-      hasOverlap_ = true;
+      patience_ = patience_ == all ? 0 : 2 * patience_ + 1;
    }
-   if (hasOverlap_) {
-      index_.clear();
-      changesSince_ = 0;
-   }
+   // The walk still answers.
+   hasOverlap_ = true;
+   index_.clear();
+   changesSince_ = 0;
 }
 
-/// Tries again whether extents still overlap, seldom enough to be cheap.
+/// Tries again whether extents still overlap, seldom enough to be cheap; where there was no memory, soon.
 void Attribute::reindex() noexcept
 {
-   if (++changesSince_ <= chunk_.size()) {
+   if (++changesSince_ <= std::min(chunk_.size(), patience_)) {
       return;
    }
    hasOverlap_ = false;
@@ -177,6 +179,9 @@ void Attribute::reindex() noexcept
       if (auto const* covered = group(at.key())) {
          pairIs(nullptr, covered, at->get());
       }
+   }
+   if (!hasOverlap_) {
+      patience_ = all;
    }
 }
 
