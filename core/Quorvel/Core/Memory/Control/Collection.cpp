@@ -29,7 +29,10 @@ Detail::Attribute const& known(Collection::Attributes const& attributes, std::in
 std::uint64_t busAddress(std::pair<Detail::Chunk*, std::uint32_t> const& place)
 {
    auto const [chunk, offset] = place;
-   return chunk->isIncapableDma() ? 0 : chunk->addressBus() + offset;
+   if (chunk->isIncapableDma()) [[unlikely]] {
+      return 0;
+   }
+   return chunk->addressBus() + offset;
 }
 
 std::uint64_t virtualAddress(std::pair<Detail::Chunk*, std::uint32_t> const& place)

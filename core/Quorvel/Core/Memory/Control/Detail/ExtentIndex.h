@@ -43,7 +43,7 @@ public:
       if (distance < quickRange_) [[likely]] {
          auto const* at = sorted_.data();
          // Branches, not computed: each is taken alike for all entries, and what follows does not wait for it.
-         if (layout_ != Layout::single) {
+         if (layout_ != Layout::single) [[likely]] {
             if (layout_ == Layout::regular) [[likely]] {
                at += (distance * reciprocal_) >> shift_;
             } else {
