@@ -165,11 +165,14 @@ private:
    // What a look-up reads comes first.
    std::uint32_t size_;
    bool hasOverlap_ = false; ///< or there was no memory for the index
+   Groups group_;
+   Chunks chunk_;
+   // From here on what a look-up reads.
+   std::uint32_t size_;
+   bool hasOverlap_ = false; ///< or there was no memory for the index
    /// Answers where it must agree with the walk over `chunk_`: empty while extents overlap, suspended while a chunk lacks its
    /// group.
    ExtentIndex index_;
-   Groups group_;
-   Chunks chunk_;
    std::size_t lonelyChunks_ = 0; ///< chunks without a group
    std::size_t changesSince_ = 0; ///< changes since extents were last found to overlap, or had no memory
    std::size_t patience_ = all;   ///< changes after which to try again, if the chunks are not fewer
