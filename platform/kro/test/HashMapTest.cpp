@@ -1,3 +1,4 @@
+#include "collections/Farewell.h"
 #include "collections/Fragile.h"
 #include "collections/HashKinds.h"
 
@@ -285,32 +286,6 @@ TEST(HashMap, canBeBuiltBeforeMain)
    ASSERT_NE(early.find("built before main"), nullptr);
    EXPECT_EQ(*early.find("built before main"), 5);
 }
-
-/// Calls back when it is destroyed, unless it was moved from.
-class Farewell {
-public:
-   Farewell() = default;
-
-   explicit Farewell(std::function<void()> call) : call_(std::move(call)) {}
-
-   Farewell(Farewell&& other) noexcept : call_(std::exchange(other.call_, nullptr)) {}
-
-   Farewell& operator=(Farewell&& other) noexcept
-   {
-      std::swap(call_, other.call_);
-      return *this;
-   }
-
-   ~Farewell()
-   {
-      if (call_) {
-         call_();
-      }
-   }
-
-private:
-   std::function<void()> call_;
-};
 
 TEST(HashMap, survivesAReplacedValueThatRemovesItsKeyAsItGoes)
 {

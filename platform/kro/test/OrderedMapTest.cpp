@@ -1,3 +1,4 @@
+#include "collections/Farewell.h"
 #include "collections/Fragile.h"
 
 #include <Kro/OrderedMap.h>
@@ -300,32 +301,6 @@ TEST(OrderedMap, keysAreComparedWithTheirOwnSign)
 
    EXPECT_EQ(keysOf(sut), (std::vector<std::uint32_t>{0, 2147483647, 2147483648, 4294967295}));
 }
-
-/// Calls back when it is destroyed, unless it was moved from.
-class Farewell {
-public:
-   Farewell() = default;
-
-   explicit Farewell(std::function<void()> call) : call_(std::move(call)) {}
-
-   Farewell(Farewell&& other) noexcept : call_(std::exchange(other.call_, nullptr)) {}
-
-   Farewell& operator=(Farewell&& other) noexcept
-   {
-      std::swap(call_, other.call_);
-      return *this;
-   }
-
-   ~Farewell()
-   {
-      if (call_) {
-         call_();
-      }
-   }
-
-private:
-   std::function<void()> call_;
-};
 
 class KroFarewell final : public OrderedNode<KroFarewell, std::uint32_t, Farewell> {
 public:
