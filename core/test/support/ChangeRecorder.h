@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/AllocationRecorder.h"
+
 #include <Kro/Entity.h>
 #include <Orvo/Publisher.h>
 #include <Orvo/Subscriber.h>
@@ -18,10 +20,7 @@ public:
 
    void changed(Orvo::Change const& change) override
    {
-      auto const* const entity = dynamic_cast<Kro::Entity*>(change.key.entity());
-      changes_.push_back(
-         std::string(change.attributeName) + "(" + std::to_string(change.attribute) + ") " +
-         std::string(entity != nullptr ? entity->name() : change.key.text()));
+      write(change);
       if (then_) {
          then_(change);
       }
@@ -33,6 +32,15 @@ public:
    std::vector<std::string> const& changes() const { return changes_; }
 
 private:
+   void write(Orvo::Change const& change)
+   {
+      AllocationRecorder::Pause const pause;
+      auto const* const entity = dynamic_cast<Kro::Entity*>(change.key.entity());
+      changes_.push_back(
+         std::string(change.attributeName) + "(" + std::to_string(change.attribute) + ") " +
+         std::string(entity != nullptr ? entity->name() : change.key.text()));
+   }
+
    std::vector<std::string> changes_;
    std::function<void(Orvo::Change const&)> then_;
 };

@@ -1,5 +1,7 @@
 #include "support/PinmemRecorder.h"
 
+#include "support/AllocationRecorder.h"
+
 #include <pinmem/pinmem.h>
 
 #include <algorithm>
@@ -133,19 +135,26 @@ void PinmemRecorder::unmap(char const* name, std::uint64_t address, int reserved
 
 } // namespace Quorvel::Core::Test
 
-// In the place of those of the pinned-memory library: the program's own definitions come first.
+// In the place of those of the pinned-memory library: the program's own definitions come first. What the recorder itself
+// allocates is not the business of the code under test.
+
+using Quorvel::Core::Test::AllocationRecorder;
+using Quorvel::Core::Test::PinmemRecorder;
 
 std::uint64_t pinmem_alloc_func(char const* name, std::uint32_t size, char const* owner, std::uint32_t flags)
 {
-   return Quorvel::Core::Test::PinmemRecorder::instance().alloc(name, size, owner, flags);
+   AllocationRecorder::Pause const pause;
+   return PinmemRecorder::instance().alloc(name, size, owner, flags);
 }
 
 std::uint64_t pinmem_map(char const* name, int mode, std::uint64_t reserved1, std::uint64_t reserved2)
 {
-   return Quorvel::Core::Test::PinmemRecorder::instance().map(name, mode, reserved1, reserved2);
+   AllocationRecorder::Pause const pause;
+   return PinmemRecorder::instance().map(name, mode, reserved1, reserved2);
 }
 
 void pinmem_unmap(char const* name, std::uint64_t virtualAddress, int reserved)
 {
-   Quorvel::Core::Test::PinmemRecorder::instance().unmap(name, virtualAddress, reserved);
+   AllocationRecorder::Pause const pause;
+   PinmemRecorder::instance().unmap(name, virtualAddress, reserved);
 }

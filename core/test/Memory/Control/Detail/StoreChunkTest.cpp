@@ -285,18 +285,6 @@ TEST_F(ControlStoreChunk, handleChunkChangesNothing)
    EXPECT_THAT(changes.changes(), IsEmpty());
 }
 
-TEST_F(ControlStoreChunk, subscriberThatThrowsLeavesTheChangeInPlace)
-{
-   ChangeRecorder changes(*store().publisher());
-   changes.thenDo([](Orvo::Change const& /*change*/) { throw std::runtime_error("watcher"); });
-
-   EXPECT_EQ(messageOf<std::runtime_error>([] { store().chunkIs("a", 64, false); }), "watcher");
-   EXPECT_THAT(names(), ElementsAre("a"));
-
-   EXPECT_EQ(messageOf<std::runtime_error>([] { store().chunkDel("a"); }), "watcher");
-   EXPECT_THAT(names(), IsEmpty());
-}
-
 TEST_F(ControlStoreChunk, subscriberThatThrowsInsideAChunksDestructorEndsTheProcess)
 {
    auto first = store().chunkIs("a", 64, false);
