@@ -1,5 +1,6 @@
 #include <Quorvel/Core/Memory/Control/Detail/Attribute.h>
 
+#include "support/AddressRule.h"
 #include "support/MemoryTest.h"
 #include "support/MessageOf.h"
 
@@ -8,10 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -20,33 +19,14 @@ using Quorvel::Core::Memory::Control::Offsetter;
 using Quorvel::Core::Memory::Control::Detail::Attribute;
 using Quorvel::Core::Memory::Control::Detail::Chunk;
 using Quorvel::Core::Memory::Control::Detail::Group;
+using Quorvel::Core::Test::Found;
 using Quorvel::Core::Test::MemoryTest;
 using Quorvel::Core::Test::messageOf;
-
-using Found = std::pair<Chunk*, std::uint32_t>;
+using Quorvel::Core::Test::walk;
 
 std::uint32_t threeTimes(std::uint32_t head, std::uint32_t index, std::uint32_t size)
 {
    return 3 * index + head + size;
-}
-
-/// What the rule says, written out. Nothing: no group covers the entry. `isFatal`: a chunk without a group is in the way.
-std::optional<Found> walk(Attribute const& attribute, std::uint32_t index, Offsetter offsetter, bool& isFatal)
-{
-   isFatal = false;
-   for (auto at = attribute.chunk().begin(); at != attribute.chunk().end(); ++at) {
-      auto const* group = attribute.group(at.key());
-      if (group == nullptr) {
-         isFatal = true;
-         return std::nullopt;
-      }
-      std::uint32_t const end = group->head() + group->size();
-      if (group->head() <= index && index < end) {
-         std::uint32_t const dense = (index - group->head()) * attribute.size();
-         return Found{at->get(), offsetter != nullptr ? offsetter(group->head(), index, attribute.size()) : dense};
-      }
-   }
-   return std::nullopt;
 }
 
 /// What attributes look like, from tidy to odd.
