@@ -1,5 +1,6 @@
 // What several threads may do together: first uses of what the process has once, and looking up while nobody changes.
 
+#include "support/Threads.h"
 #include "support/TestMount.h"
 
 #include <Quorvel/Core/Memory/Control/Detail/StoreChunk.h>
@@ -14,37 +15,16 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
 
 using Quorvel::Core::Memory::Control::Collection;
 using Quorvel::Core::Memory::Control::Detail::StoreChunk;
+using Quorvel::Core::Test::onThreads;
 using Quorvel::Core::Test::RingEntry;
 using Quorvel::Core::Test::TestMount;
-
-/// Runs `body` on several threads that start together; it is given the number of its thread.
-void onThreads(std::function<void(std::size_t)> const& body)
-{
-   constexpr std::size_t count = 8;
-   std::atomic<std::size_t> waiting = count;
-   std::vector<std::thread> threads;
-   for (std::size_t i = 0; i < count; ++i) {
-      threads.emplace_back([&, i] {
-         --waiting;
-         while (waiting != 0) {
-            std::this_thread::yield();
-         }
-         body(i);
-      });
-   }
-   for (auto& thread : threads) {
-      thread.join();
-   }
-}
 
 // The first of this program: ctest runs each test in a process of its own.
 TEST(Threads, firstUseOfTheStoreGivesOneStore)
