@@ -52,10 +52,12 @@ Chunk::~Chunk()
 
 void Chunk::initialize()
 {
-   addressBus_ = pinmem_alloc_func(name_.c_str(), size_, owner(), flagsFor(isIncapableDma_));
-   Utility::affirm(addressBus_ != 0);
-   addressVirtual_ = pinmem_map(name_.c_str(), 1, 0, 0);
-   Utility::affirm(addressVirtual_ != 0);
+   auto const addressBus = pinmem_alloc_func(name_.c_str(), size_, owner(), flagsFor(isIncapableDma_));
+   Utility::affirm(addressBus != 0);
+   auto const addressVirtual = pinmem_map(name_.c_str(), 1, 0, 0);
+   Utility::affirm(addressVirtual != 0);
+   addressBus_ = addressBus;
+   addressVirtual_ = addressVirtual;
 }
 
 } // namespace Quorvel::Core::Memory::Control::Detail

@@ -26,7 +26,9 @@ public:
    Chunk(Orvo::String const& name, std::uint32_t size, bool isIncapableDma);
    ~Chunk() override;
 
-   /// Obtains and maps the block. Called by the constructor; called again it maps again, over the old addresses.
+   /// Obtains and maps the block. Called by the constructor; called again it maps again, over the old addresses, and the
+   /// second mapping is the caller's to release.
+   /// @throws Utility::AffirmException when the block cannot be had or mapped; nothing has changed
    void initialize();
 
    std::uint32_t size() const noexcept { return size_; }
