@@ -7,6 +7,7 @@
 #include <Quorvel/Core/Memory/Control/Detail/StoreChunk.h>
 #include <Quorvel/Core/Memory/Entity/Destructor.h>
 #include <Quorvel/Core/Memory/Entity/Manager.h>
+#include <Quorvel/Core/Model/Modules.h>
 
 #include <Orvo/Subscriber.h>
 #include <Quorvel/Utility/Affirm.h>
@@ -110,6 +111,7 @@ TEST(Exit, chunkThatOutlivesTheStoreIsUnmappedWithoutIt)
    });
 
    EXPECT_THAT(balanceOf(result.output), unmapsEachOf(1));
+   EXPECT_EQ(result.errors, "");
    EXPECT_EQ(result.status, 0);
 }
 
@@ -157,6 +159,58 @@ TEST(Exit, subscriberThatOutlivesTheStoreHearsOfEachChunkOnce)
    });
 
    EXPECT_THAT(balanceOf(result.output), unmapsEachOf(1));
+   EXPECT_EQ(result.errors, "a ");
+   EXPECT_EQ(result.status, 0);
+}
+
+/// Prints whether there is a store; asking for it by its own function would make it.
+void printStore()
+{
+   std::printf(
+      "%s", Kro::Entity::singletonExists(StoreChunk::memAllocationTracker_.name) != nullptr ? "store " : "none ");
+}
+
+TEST(Exit, storeIsNotMadeForAChunkThatCannotBeMade)
+{
+   auto const result = inChild({}, [] {
+      for (bool const isMapped : {false, true}) {
+         isMapped ? PinmemRecorder::instance().failMap(1) : PinmemRecorder::instance().failAlloc(1);
+         try {
+            static_cast<void>(Orvo::make<Chunk>("a", 64U, false));
+         } catch (Quorvel::Utility::AffirmException const&) {
+            printStore();
+         }
+      }
+   });
+
+   EXPECT_EQ(result.output, "none none ");
+   EXPECT_EQ(result.status, 0);
+}
+
+TEST(Exit, storeIsMadeByTheEndOfAChunkThatWasMadeWithoutIt)
+{
+   auto const result = inChild({}, [] {
+      auto chunk = Orvo::make<Chunk>("a", 64U, false);
+      printStore();
+      chunk.reset();
+      printStore();
+   });
+
+   EXPECT_EQ(result.output, "none store ");
+   EXPECT_EQ(result.status, 0);
+}
+
+TEST(Exit, storeThatTheFrameworkWasAskedForFirstIsTheOneStore)
+{
+   auto const result = inChild({}, [] {
+      auto const first =
+         Kro::Entity::singletonIs(_Chunk_334569107d2ca953_kroModule, 1, StoreChunk::memAllocationTracker_.name);
+      std::printf(
+         "%s %s", StoreChunk::instance() == first ? "the one" : "another",
+         std::to_string(StoreChunk::memAllocationTracker_.allocations()).c_str());
+   });
+
+   EXPECT_EQ(result.output, "the one 1");
    EXPECT_EQ(result.status, 0);
 }
 

@@ -60,9 +60,11 @@ TEST_F(ControlCollectionSynchronize, synchronizeAllNeedsASynchronizerOnlyWhenThe
    auto const sut = make();
    sut->synchronizeAll();
    sut->groupIs(0, 5, 0);
+   sut->groupIs(1, 4294967290U, 6);
+   sut->groupIs(2, 4294967290U, 16);
    sut->synchronizeAll();
 
-   sut->groupIs(1, 5, 1);
+   sut->groupIs(3, 5, 1);
    EXPECT_THROW(sut->synchronizeAll(), std::bad_function_call);
 }
 

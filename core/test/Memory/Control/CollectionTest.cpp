@@ -1,6 +1,7 @@
 #include <Quorvel/Core/Memory/Control/Collection.h>
 
 #include "CollectionFixture.h"
+#include "support/ChangeRecorder.h"
 #include "support/MessageOf.h"
 #include "support/TestMount.h"
 
@@ -20,6 +21,7 @@ using Quorvel::Core::Memory::Control::Collection;
 using Quorvel::Core::Memory::Control::Offsetter;
 using Quorvel::Core::Memory::Control::Detail::Attribute;
 using Quorvel::Core::Memory::Control::Detail::Group;
+using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::LongRingEntry;
 using Quorvel::Core::Test::messageOf;
 using Quorvel::Core::Test::RingEntry;
@@ -164,6 +166,18 @@ TEST_F(ControlCollection, groupIsRefusesAnotherHeadAndThenAnotherSize)
    EXPECT_EQ(sut->group(2)->size(), 4U);
 }
 
+TEST_F(ControlCollection, nodeOfAGroupIsMadeWithTheGroup)
+{
+   auto const node = Collection::KroGroup::groupIs(2, 10, 4);
+
+   EXPECT_EQ(node->useCount(), 1U);
+   EXPECT_EQ(node->key(), 2U);
+   EXPECT_EQ(node->value()->id(), 2U);
+   EXPECT_EQ(node->value()->head(), 10U);
+   EXPECT_EQ(node->value()->size(), 4U);
+   EXPECT_EQ(node->value()->useCount(), 1U);
+}
+
 TEST_F(ControlCollection, groupDelHandsTheGroupOverAndLeavesTheFieldsTheirStorage)
 {
    auto const sut = make();
@@ -208,6 +222,26 @@ TEST_F(ControlCollection, destructorLetsAttributesAndGroupsGoBeforeTheSynchroniz
 
    EXPECT_THAT(left, ElementsAre(attributes, groups));
    EXPECT_EQ(store().chunk("a")->useCount(), 2U);
+}
+
+TEST_F(ControlCollection, destructorLetsAttributesGoBeforeGroups)
+{
+   auto sut = make();
+   join(*sut, 1, 4, sut->groupIs(0, 0, 8), "a");
+   // The attribute has the last reference to its chunk; another of the name makes its end heard.
+   store().chunkDel("a");
+   store().chunkIs("a", 4096, false);
+   auto const* const collection = sut.get();
+   ChangeRecorder changes(*store().publisher());
+   changes.thenDo([collection](Orvo::Change const&) {
+      EXPECT_TRUE(collection->isBeingDestroyed());
+      EXPECT_TRUE(collection->attribute().empty());
+      EXPECT_EQ(collection->group().size(), 1U);
+   });
+
+   sut.reset();
+
+   EXPECT_EQ(changes.changes().size(), 1U);
 }
 
 TEST_F(ControlCollection, comesFromTheSlabAndIsTrackedWithItsNodes)

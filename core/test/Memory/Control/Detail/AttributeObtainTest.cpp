@@ -1,20 +1,25 @@
 // The address rule, case by case. AttributeLookupTest has it for cases that nobody thought of.
 
 #include "AttributeFixture.h"
+#include "support/ChangeRecorder.h"
 #include "support/MessageOf.h"
 
 #include <Kro/Exception.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace {
 
 using Quorvel::Core::Memory::Control::Offsetter;
 using Quorvel::Core::Test::AttributeFixture;
+using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::messageOf;
+using testing::ElementsAre;
 
 class ControlAttributeObtain : public AttributeFixture {
 protected:
@@ -166,6 +171,60 @@ TEST_F(ControlAttributeObtain, obtainSeesEveryChangeAtOnce)
 
    sut->chunkDel(1);
    EXPECT_EQ(find(*sut, 14), "index 14 is out of range.");
+}
+
+/// A chunk that nobody but the attribute has, and whose end the store's subscribers hear of.
+class ControlAttributeLastUser : public ControlAttributeObtain {
+protected:
+   ControlAttributeLastUser()
+   {
+      add(*sut, 1, 0, 10);
+      store().chunkDel("chunk 1");
+      store().chunkIs("chunk 1", 4096, false); // taken out when the attribute's goes: that is published
+      changes.thenDo([this](Orvo::Change const&) { heard.push_back(find(*sut, 5)); });
+   }
+
+   std::vector<std::string> heard; ///< what a look-up gives meanwhile
+   ChangeRecorder changes{*store().publisher()};
+};
+
+TEST_F(ControlAttributeLastUser, hearsOfAReplacedChunkWhenTheNewOneIsThere)
+{
+   auto const chunk = Orvo::make<Chunk>("new", 4096U, false);
+
+   sut->chunkIs(1, chunk);
+
+   EXPECT_THAT(heard, ElementsAre("new + 80"));
+}
+
+TEST_F(ControlAttributeLastUser, hearsOfADeletedChunkWhenItIsFoundNoMore)
+{
+   sut->chunkDel(1);
+   EXPECT_THAT(heard, ElementsAre("index 5 is out of range."));
+}
+
+TEST_F(ControlAttributeLastUser, hearsOfAChunkDeletedAtAnIteratorWhenItIsFoundNoMore)
+{
+   auto const next = sut->chunkDel(sut->chunk().begin());
+
+   EXPECT_EQ(next, sut->chunk().end());
+   EXPECT_THAT(heard, ElementsAre("index 5 is out of range."));
+}
+
+TEST_F(ControlAttributeLastUser, hearsOfAllChunksDeletedWhenTheyAreFoundNoMore)
+{
+   sut->chunkDelAll();
+
+   EXPECT_THAT(heard, ElementsAre("index 5 is out of range."));
+}
+
+TEST_F(ControlAttributeLastUser, mayAddChunksWhileAllAreDeleted)
+{
+   changes.thenDo([this](Orvo::Change const&) { sut->chunkIs(1, Orvo::make<Chunk>("again", 4096U, false)); });
+
+   sut->chunkDelAll();
+
+   EXPECT_EQ(find(*sut, 5), "again + 80");
 }
 
 TEST_F(ControlAttributeObtain, obtainStopsTheProcessAtAChunkWithoutGroup)

@@ -1,5 +1,6 @@
 #include <Quorvel/Core/Memory/Control/Detail/Chunk.h>
 
+#include "support/ChangeRecorder.h"
 #include "support/MemoryTest.h"
 #include "support/MessageOf.h"
 
@@ -12,12 +13,16 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <string_view>
+#include <type_traits>
+#include <vector>
 
 namespace {
 
 using Quorvel::Core::Memory::Control::Detail::Chunk;
 using Quorvel::Core::Test::brokenPromiseOf;
+using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::MemoryTest;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -207,6 +212,23 @@ TEST_F(ControlChunk, takesTheStoresLastReferenceToAnotherChunkOfItsNameWithIt)
    EXPECT_THAT(pinmem.stillMapped(), IsEmpty());
 }
 
+TEST_F(ControlChunk, unmapsBeforeTheStoreLetsGoOfItsName)
+{
+   auto first = store().chunkIs("ring", 64, false);
+   store().chunkDel("ring");
+   auto const second = store().chunkIs("ring", 64, false);
+   pinmem.takeCalls();
+   std::vector<std::string> callsBefore;
+   ChangeRecorder changes(*store().publisher());
+   changes.thenDo([&](Orvo::Change const&) { callsBefore = pinmem.takeCalls(); });
+
+   first.reset();
+
+   EXPECT_THAT(changes.changes(), ElementsAre("chunk(258) ring"));
+   EXPECT_THAT(callsBefore, ElementsAre("unmap 'ring'"));
+   EXPECT_THAT(pinmem.takeCalls(), IsEmpty());
+}
+
 TEST_F(ControlChunk, initializeAgainAllocatesAndMapsAgain)
 {
    auto const sut = ring();
@@ -243,6 +265,7 @@ TEST_F(ControlChunk, knowsItsType)
    EXPECT_EQ(&sut->typeData(), &Chunk::kroType);
    EXPECT_EQ(&sut->fwkType(), &Chunk::kroType);
    EXPECT_EQ(sut->publisher(), nullptr);
+   static_assert(std::is_base_of_v<Orvo::Node, Chunk> && !std::is_base_of_v<Kro::Entity, Chunk>);
 }
 
 } // namespace

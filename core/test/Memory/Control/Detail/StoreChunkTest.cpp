@@ -11,8 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -258,6 +260,42 @@ TEST_F(ControlStoreChunk, chunkDelAllUnmapsAtOnceWhatNobodyElseUses)
 
    EXPECT_THAT(pinmem.stillMapped(), ElementsAre("used"));
    EXPECT_EQ(used->useCount(), 1U);
+}
+
+TEST_F(ControlStoreChunk, chunkDelAllTakesTheNextOutWhenTheOneBeforeIsUnmapped)
+{
+   for (auto const* name : {"a", "b", "c"}) {
+      store().chunkIs(name, 64, false);
+   }
+   std::vector<std::size_t> mapped;
+   ChangeRecorder changes(*store().publisher());
+   changes.thenDo([&](Orvo::Change const&) {
+      mapped.push_back(pinmem.stillMapped().size());
+      mapped.push_back(store().chunk().size());
+   });
+
+   store().chunkDelAll();
+
+   EXPECT_THAT(mapped, ElementsAre(3, 2, 2, 1, 1, 0));
+}
+
+TEST_F(ControlStoreChunk, keepsNamesApartThatDifferBehindANulThoughTheBlockIsOne)
+{
+   Orvo::String const name = std::string_view("a\0b", 3);
+   auto const plain = store().chunkIs("a", 64, false);
+
+   auto const other = store().chunkIs(name, 64, false);
+
+   EXPECT_NE(other, plain);
+   EXPECT_EQ(other->addressBus(), plain->addressBus());
+   EXPECT_EQ(other->addressVirtual(), plain->addressVirtual());
+   EXPECT_THAT(
+      pinmem.takeCalls(),
+      ElementsAre(testing::StartsWith("alloc 'a' 64 "), "map 'a'", testing::StartsWith("alloc 'a' 64 "), "map 'a'"));
+   EXPECT_EQ(store().chunk(name), other);
+   EXPECT_EQ(store().chunk("a"), plain);
+   EXPECT_EQ(store().chunkDel("a"), plain);
+   EXPECT_THAT(names(), ElementsAre(std::string("a\0b", 3)));
 }
 
 TEST_F(ControlStoreChunk, findsChunksByNameAndWalksThem)
