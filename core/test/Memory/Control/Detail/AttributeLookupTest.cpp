@@ -213,8 +213,8 @@ TEST_F(ControlAttributeLookup, stretchesHoldEveryEntryThatTheRuleFinds)
       for (unsigned round = 0; round < 40; ++round) {
          SCOPED_TRACE("seed " + std::to_string(seed));
          random.seed(seed++);
-         std::uint32_t const sizes[] = {16, 0, 1U << 30U, 3};
-         auto const sut = Orvo::make<Attribute>(1, sizes[round % 4]);
+         std::uint32_t const sizes[] = {16, 0, 1U << 30U, 3, 3000000000U};
+         auto const sut = Orvo::make<Attribute>(1, sizes[round % 5]);
          for (unsigned step = 0; step < 40; ++step) {
             change(*sut, shape);
             expectStretches(*sut, shape.origin, shape.origin + 290);
