@@ -18,6 +18,7 @@ namespace {
 
 using Quorvel::Core::Memory::Control::Collection;
 using Quorvel::Core::Memory::Control::Detail::Group;
+using Quorvel::Core::Memory::Entity::managerFactory;
 using Quorvel::Core::Memory::Info::Mount;
 using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::describeMount;
@@ -133,6 +134,21 @@ TEST_F(EntityManagerMount, mountSharesOneChunkAmongFieldsThatNameIt)
    EXPECT_EQ(
       mounted("a")->ring->attribute(RingEntry::commandNumber)->chunk(0),
       mounted("a")->ring->attribute(RingEntry::tailNumber)->chunk(0));
+}
+
+TEST_F(EntityManagerMount, mountsThatNameTheSameChunksShareThem)
+{
+   sut->mount(describeMount("a", "r"));
+   pinmem.takeCalls();
+
+   managerFactory("other")->mount(describeMount("a", "r"));
+   sut->mount(describeMount("b", "r"));
+
+   EXPECT_THAT(pinmem.takeCalls(), IsEmpty());
+   for (auto const field : {RingEntry::commandNumber, RingEntry::statusNumber, RingEntry::tailNumber}) {
+      EXPECT_EQ(mounted("a")->ring->addressBus(field, 7), mounted("b")->ring->addressBus(field, 7));
+      EXPECT_EQ(mounted("a")->ring->addressVirtual(field, 7), mounted("b")->ring->addressVirtual(field, 7));
+   }
 }
 
 TEST_F(EntityManagerMount, mountPublishesTheNewChunksAlone)

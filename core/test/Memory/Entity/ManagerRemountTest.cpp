@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include <cstddef>
 #include <stdexcept>
 #include <string>
@@ -15,6 +17,8 @@
 namespace {
 
 using Quorvel::Core::Memory::Control::Collection;
+using Quorvel::Core::Memory::Control::Detail::Attribute;
+using Quorvel::Core::Memory::Control::Detail::Group;
 using Quorvel::Core::Memory::Entity::managerFactory;
 using Quorvel::Core::Memory::Info::Mount;
 using Quorvel::Core::Test::describeBuffer;
@@ -162,12 +166,18 @@ TEST_F(EntityManagerRemount, mountAfterTheEntityIsGoneBuildsItAnewOverTheSameChu
 
 TEST_F(EntityManagerRemount, entityThatGoesLeavesItsChunksToTheStore)
 {
-   auto const collections = Collection::memAllocationTracker_.liveCount();
+   auto const live = [] {
+      return std::vector{
+         Collection::memAllocationTracker_.liveCount(), Attribute::memAllocationTracker_.liveCount(),
+         Group::memAllocationTracker_.liveCount()};
+   };
+   auto const before = live();
    sut->mount(describeMount("a", "r"));
+   ASSERT_NE(live(), before);
 
    sut->directory()->deleteEntity("a");
 
-   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), collections);
+   EXPECT_EQ(live(), before);
    EXPECT_EQ(store().chunk("r.command.0")->useCount(), 2U);
    EXPECT_THAT(pinmem.stillMapped(), SizeIs(7));
 }

@@ -162,9 +162,6 @@ private:
 
    static constexpr auto all = static_cast<std::size_t>(-1);
 
-   // What a look-up reads comes first.
-   std::uint32_t size_;
-   bool hasOverlap_ = false; ///< or there was no memory for the index
    Groups group_;
    Chunks chunk_;
    // From here on what a look-up reads.

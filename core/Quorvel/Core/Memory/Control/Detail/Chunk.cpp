@@ -35,7 +35,7 @@ constinit Kro::AllocTrackTypeInfo Chunk::memAllocationTracker_{
    sizeof(Chunk), "Quorvel::Core::Memory::Control::Detail::Chunk"};
 
 Chunk::Chunk(Orvo::String const& name, std::uint32_t size, bool isIncapableDma)
-   : size_(size), isIncapableDma_(isIncapableDma), name_(name)
+   : size_(size), name_(name), isIncapableDma_(isIncapableDma)
 {
    initialize();
 }

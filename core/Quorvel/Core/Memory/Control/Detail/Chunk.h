@@ -53,12 +53,11 @@ public:
 private:
    struct Declaration;
 
-   // What a look-up of an address reads stands together.
    std::uint32_t size_;
-   bool isIncapableDma_;
-   std::uint64_t addressBus_ = 0;
-   std::uint64_t addressVirtual_ = 0;
    Orvo::String name_;
+   std::uint64_t addressVirtual_ = 0;
+   std::uint64_t addressBus_ = 0;
+   bool isIncapableDma_;
 };
 
 } // namespace Quorvel::Core::Memory::Control::Detail
