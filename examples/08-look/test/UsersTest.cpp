@@ -46,6 +46,13 @@ TEST(LookUsers, callsAChunkSharedWhenSeveralCollectionsUseIt)
    EXPECT_FALSE(Users(alone).isShared(1));
 }
 
+TEST(LookUsers, callsAChunkSharedWhenTwoCollectionsOfOneMountUseIt)
+{
+   auto const map = mapOf({mount("a", {ring({{0, 0, 8}}), ring({{0, 0, 8}})})}, {chunk("c", 1)});
+
+   EXPECT_TRUE(Users(map).isShared(0));
+}
+
 TEST(LookUsers, givesFieldsOfOneNameOneColour)
 {
    auto other = ring({{0, 0, 8}});
