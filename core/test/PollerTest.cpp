@@ -26,6 +26,7 @@
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -476,6 +477,24 @@ TEST(Poller, openPassesTheFlagsOnAsTheyAre)
    EXPECT_EQ(::fcntl(descriptor, F_GETFL) & (O_ACCMODE | O_APPEND | O_NONBLOCK), O_WRONLY | O_APPEND | O_NONBLOCK);
 }
 
+TEST(Poller, openLetsEverybodyReadAndWriteWhatItMakesLessTheUmask)
+{
+   std::string const name = testing::TempDir() + "poller-made-" + std::to_string(::getpid());
+
+   struct stat status {};
+
+   auto const before = ::umask(0026);
+   {
+      Poller sut;
+      auto const descriptor = sut.open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, POLLIN, nullptr);
+      EXPECT_EQ(::fstat(descriptor, &status), 0);
+   }
+   ::umask(before);
+   ::unlink(name.c_str());
+
+   EXPECT_EQ(status.st_mode & 07777, 0640u);
+}
+
 TEST(Poller, openRefusesAFileThatIsNotThereAndAddsNothing)
 {
    Poller sut;
@@ -505,6 +524,21 @@ TEST(Poller, closesWhatItHasOpenedAndNothingElse)
    EXPECT_FALSE(isOpen(opened[0]));
    EXPECT_FALSE(isOpen(opened[1]));
    EXPECT_TRUE(isOpen(borrowed));
+}
+
+TEST(PollerDeathTest, closesAFileThatGotTheNumberZero)
+{
+   auto const body = [] {
+      ::close(0); // as in an agent that runs without standard input
+      int descriptor = -1;
+      {
+         Poller sut;
+         descriptor = sut.open("/dev/null", O_RDONLY | O_CLOEXEC, POLLIN, nullptr);
+      }
+      ::_exit(descriptor == 0 && !isOpen(0) ? 0 : 1);
+   };
+
+   EXPECT_EXIT(body(), testing::ExitedWithCode(0), "");
 }
 
 TEST(Poller, keepsItsFilesOpenUntilTheHandlersAreGone)

@@ -2,6 +2,8 @@
 
 #include <Quorvel/Core/Poller.h>
 
+#include <Quorvel/Utility/Raise.h>
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,6 +13,8 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <system_error>
+#include <typeindex>
 #include <utility>
 #include <vector>
 
@@ -19,7 +23,7 @@
 #include <unistd.h>
 
 // How the poller asks the system to wait, and what it makes of the answers: told by a stand-in for poll(2), which follows a
-// script. A program of its own.
+// script. Notes what it refuses by `raise`, too. A program of its own.
 
 namespace {
 
@@ -38,6 +42,8 @@ struct Script {
 
 Script script;
 
+std::vector<std::type_index> raised;
+
 } // namespace
 
 extern "C" __attribute__((visibility("default"))) int poll(pollfd* records, nfds_t size, int timeout)
@@ -45,6 +51,11 @@ extern "C" __attribute__((visibility("default"))) int poll(pollfd* records, nfds
    auto const number = script.count++;
    script.calls.at(number) = {records, size, timeout};
    return script.answer(records, number);
+}
+
+void Quorvel::Utility::noteRaise(std::type_info const& exceptionType) noexcept
+{
+   raised.emplace_back(exceptionType);
 }
 
 namespace {
@@ -408,6 +419,17 @@ TEST_F(PollerWait, openLeavesNoTraceWhenMemoryIsExhausted)
 
    EXPECT_EQ(allocations, 2u) << "for the owner of the descriptor and for the record";
    EXPECT_EQ(sut.files.size(), 1u);
+}
+
+TEST_F(PollerWait, raisesTheRefusalOfAFileThatWasNotOpened)
+{
+   raised.clear();
+   Poller::File const file{"/dev/x", nullptr, -1, POLLIN};
+
+   EXPECT_THROW(file.checkDescriptor(), std::system_error);
+   EXPECT_THROW(sut.open("/dev/not there", O_RDONLY, POLLIN, nullptr), std::system_error);
+
+   EXPECT_EQ(raised, std::vector<std::type_index>(2, typeid(std::system_error)));
 }
 
 } // namespace
