@@ -594,4 +594,21 @@ TEST(Poller, closesWhatItHadOpenedWhenAnotherOneIsMovedToIt)
    EXPECT_EQ(sut.files[0].descriptor, after);
 }
 
+TEST(Poller, keepsItsFilesOpenUntilTheHandlersAreGoneAlsoWhenAnotherOneIsMovedToIt)
+{
+   bool isOpenAtTheEnd = false;
+   int descriptor = -1;
+   Poller sut;
+   {
+      std::shared_ptr<int> const witness(&descriptor, [&](int* number) { isOpenAtTheEnd = isOpen(*number); });
+      descriptor = sut.open(
+         "/dev/null", O_RDONLY | O_CLOEXEC, POLLIN, [witness](Poller::File const&) { return witness != nullptr; });
+   }
+
+   sut = Poller();
+
+   EXPECT_TRUE(isOpenAtTheEnd);
+   EXPECT_FALSE(isOpen(descriptor));
+}
+
 } // namespace

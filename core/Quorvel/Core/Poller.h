@@ -6,6 +6,7 @@
 #include <forward_list>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Quorvel::Core {
@@ -41,8 +42,13 @@ public:
    Poller() = default;
    Poller(Poller&&) noexcept = default;
 
-   /// Closes what it had opened before.
-   Poller& operator=(Poller&&) noexcept = default;
+   /// Closes what it had opened before, once the handlers that used it are gone.
+   Poller& operator=(Poller&& other) noexcept
+   {
+      files = std::move(other.files);
+      opened_ = std::move(other.opened_);
+      return *this;
+   }
 
    ~Poller() = default;
 
