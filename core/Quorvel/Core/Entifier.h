@@ -43,15 +43,16 @@ public:
    /// argument string.", a null template and exhausted memory by `std::terminate`.
    ///
    /// Cost: not for a fast path. For each value that is not empty a pattern is compiled and run over the whole text, also when
-   /// its placeholder does not occur. Length is limited by memory alone; values with $` or $' let a text grow with
-   /// the square of the number of placeholders.
+   /// its placeholder does not occur. Length is limited by memory alone; a value with $' lets a text grow with the square of
+   /// the number of its placeholders.
    QUORVEL_CORE_EXPORT String makePath(CString pathTemplate) const noexcept;
 
    /// @name The values, one for each placeholder; empty: none is given
    ///
    /// A value is the format of a replacement, not a plain text. In it stand $$ for one $, $& for the placeholder itself, $` for
    /// the text before it, back to the placeholder's last occurrence, and $' for all the text after it. A $ and one or two
-   /// digits stand for nothing, any other $ for itself. Pass a text that may hold $ with each $ written twice.
+   /// digits stand for nothing, except that $0 and $00 may stand for the placeholder: standard libraries differ. Any other $
+   /// stands for itself. Pass a text that may hold $ with each $ written twice.
    /// @{
    String cellIdValue;  ///< replaces "%cellId"
    String sliceIdValue; ///< replaces "%sliceId"

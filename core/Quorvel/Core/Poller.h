@@ -77,10 +77,12 @@ public:
    /// @return what the last system call returned: how many files it had something to report of, when a handler ended the wait;
    ///         negative when it failed, with the reason in errno: EINTR after a signal, EINVAL when there are more files than
    ///         the process may open. No handler is called after a failure
+   /// @throws std::bad_alloc          before it waits
    /// @throws std::bad_function_call  when a ready file has no handler; the handlers before it have run
    /// @throws whatever a handler throws; the handlers after it have not run
    ///
-   /// `files` must not change while it runs. A handler may call `poll` again.
+   /// While it runs, `files` must not change, so nothing may be added or opened, and the poller may be neither moved nor
+   /// destroyed. A handler may call `poll` again.
    /// Cost: one array of 8 bytes a file for the call; nothing is allocated while it waits.
    QUORVEL_CORE_EXPORT int poll(int timeout);
 
