@@ -60,6 +60,15 @@ TEST(MemoryPointer, writesTheSameTextForEveryPointer)
    EXPECT_EQ(Quorvel::Core::Memory::Detail::valueToStrep(), "Quorvel::Core::Memory::Pointer<...>");
 }
 
+TEST(MemoryPointer, mayPointToMemoryWhoseObjectIsNotKnown)
+{
+   int number = 1;
+   Pointer<void> const sut(&number);
+
+   EXPECT_EQ(sut.get(), &number);
+   EXPECT_EQ(textOf(sut), "Quorvel::Core::Memory::Pointer<...>");
+}
+
 TEST(MemoryPointer, isNoRegisteredType)
 {
    EXPECT_EQ(Kro::findType("Quorvel::Core::Memory::Pointer"), nullptr);

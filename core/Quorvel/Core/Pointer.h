@@ -5,6 +5,7 @@
 #include <Orvo/String.h>
 
 #include <ostream>
+#include <type_traits>
 
 namespace Quorvel::Core::Memory {
 
@@ -15,7 +16,8 @@ QUORVEL_CORE_EXPORT Orvo::String valueToStrep();
 
 } // namespace Detail
 
-/// A virtual address at which software reads and writes an object in a block of memory. Owns nothing.
+/// A virtual address at which software reads and writes an object in a block of memory; of void: one whose
+/// object is not known. Owns nothing.
 template <class T>
 class Pointer {
 public:
@@ -27,7 +29,7 @@ public:
 
    constexpr T* operator->() const noexcept { return object_; }
 
-   constexpr T& operator*() const noexcept { return *object_; }
+   constexpr std::add_lvalue_reference_t<T> operator*() const noexcept { return *object_; }
 
    constexpr explicit operator bool() const noexcept { return object_ != nullptr; }
 
