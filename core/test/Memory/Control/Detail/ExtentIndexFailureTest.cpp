@@ -118,8 +118,8 @@ TEST(ExtentIndexFailure, insertInOrderThatIsRefusedChangesNothing)
 {
    auto const [passed, borne] = insertThroughRefusals(70, [](std::uint32_t i) { return i * 4; });
 
-   // The array and the buckets, each time they grow.
-   EXPECT_GE(passed, 14U);
+   // The array, each time it grows.
+   EXPECT_GE(passed, 7U);
    EXPECT_EQ(borne, 0U);
 }
 
@@ -127,6 +127,7 @@ TEST(ExtentIndexFailure, insertInOrderOfExtentsFarApartThatIsRefusedChangesNothi
 {
    auto const [passed, borne] = insertThroughRefusals(70, [](std::uint32_t i) { return i * 4 + i * i / 20; });
 
+   // The array and the buckets, each time they grow.
    EXPECT_GE(passed, 14U);
    EXPECT_EQ(borne, 0U);
 }
@@ -226,7 +227,7 @@ TEST(ExtentIndexFailure, agreesWithAMapThroughRandomChangesAnyOfWhoseAllocations
          sut.expectAgreement(0, 600);
       }
    }
-   EXPECT_GT(passed, 500U);
+   EXPECT_GT(passed, 400U);
    EXPECT_GT(borne, 50U);
 }
 
