@@ -5,8 +5,11 @@
 #include <Kro/KroModule.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
 #include <memory>
-#include <vector>
+#include <string>
 
 namespace Kro {
 namespace {
@@ -48,17 +51,28 @@ void Entity::parentIs(Dir* parent) noexcept
 
 Orvo::String Entity::fullName() const
 {
-   std::vector<Entity const*> chain;
-   for (Entity const* entity = this; entity != nullptr; entity = entity->parent()) {
-      chain.push_back(entity);
+   // Twice up: for the size, and to write the names from the last to the first.
+   std::size_t size = name_.size();
+   for (auto const* above = parent_; above != nullptr; above = above->parent_) {
+      size += above->name_.size() + 1;
    }
-   // The root's own name is empty, so that a name in the tree starts with "/".
-   std::string text = std::string(chain.back()->name());
-   std::for_each(chain.rbegin() + 1, chain.rend(), [&](Entity const* entity) {
-      text += '/';
-      text += entity->name().view();
-   });
-   return text;
+   std::array<char, 256> usual; // uninitialised; enough for most
+   std::string large;
+   auto* text = usual.data();
+   if (size > usual.size()) {
+      large.resize(size);
+      text = large.data();
+   }
+   auto* at = text + size;
+   for (Entity const* entity = this; entity != nullptr; entity = entity->parent_) {
+      at -= entity->name_.size();
+      std::memcpy(at, entity->name_.data(), entity->name_.size());
+      // The root's own name is empty, so that a name in the tree starts with "/".
+      if (entity->parent_ != nullptr) {
+         *--at = '/';
+      }
+   }
+   return {text, size};
 }
 
 Orvo::Ptr<Entity> Entity::singletonExists(Orvo::String const& name)

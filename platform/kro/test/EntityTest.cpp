@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace Test {
 namespace {
@@ -138,6 +139,19 @@ TEST(Entity, fullNameBelowTheRootStartsWithASlash)
 TEST(Entity, fullNameOutsideTheTreeIsTheOwnName)
 {
    EXPECT_EQ(Orvo::make<Card>("alone")->fullName(), "alone");
+}
+
+TEST(Entity, fullNameOfAnyLengthIsWhole)
+{
+   for (std::size_t const size : {0U, 1U, 15U, 16U, 249U, 250U, 251U, 252U, 4096U}) {
+      std::string name(size, 'n');
+      auto const dir = Orvo::dynamicCast<Kro::Dir>(Kro::globalDir()->createEntity("Kro::Dir", "long"));
+      auto const below = Orvo::dynamicCast<Kro::Dir>(dir->createEntity("Kro::Dir", name));
+
+      EXPECT_EQ(below->fullName(), "/long/" + name);
+      EXPECT_EQ(below->createEntity("Test::Card", name)->fullName(), "/long/" + name + "/" + name);
+      Kro::globalDir()->deleteEntity("long");
+   }
 }
 
 TEST(EntitySingleton, isFoundWhileItLivesAndForgottenAfterwards)
