@@ -1,6 +1,4 @@
-#include "BareNodes.h"
-
-#include <Quorvel/Core/Memory/Info/Mount.h>
+#include "BareMount.h"
 
 #include <Kro/Entity.h>
 #include <Kro/KroModule.h>
@@ -17,7 +15,6 @@
 namespace {
 
 using namespace Quorvel::Core::Bench;
-using Quorvel::Core::Memory::Info::Mount;
 
 extern Kro::KroModule module;
 
@@ -94,16 +91,6 @@ void buildMount(benchmark::State& state)
    }
    countGroups(state);
 }
-
-/// The nodes of both views.
-struct BareMount {
-   explicit BareMount(Mount const& mount) : given(mount.collection("ring")), derived(mount.collectionInternal(1)) {}
-
-   bool operator==(BareMount const&) const = default;
-
-   BareNodes given;
-   BareNodes derived;
-};
 
 template <class T>
 void copy(benchmark::State& state)
