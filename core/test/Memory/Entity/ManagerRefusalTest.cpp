@@ -51,14 +51,6 @@ TEST_F(EntityManagerRefusal, mountOfAnUnknownTypeFailsWithTheDescriptionStored)
    EXPECT_THAT(namesIn(*Orvo::dynamicCast<Kro::Dir>(sut->entify("d"))), IsEmpty());
 }
 
-TEST_F(EntityManagerRefusal, mountOfATypeThatIsNoEntityFails)
-{
-   EXPECT_EQ(
-      messageOf<Kro::NewEntityArgsException>([&] { sut->mount(Mount("a", "RingEntry")); }),
-      "an entity of type 'RingEntry' named 'a' cannot be made: the type cannot be made from a name");
-   EXPECT_THAT(namesIn(*sut->directory()), IsEmpty());
-}
-
 TEST_F(EntityManagerRefusal, mountPassesOnWhatTheTypesConstructorThrows)
 {
    EXPECT_EQ(messageOf<std::runtime_error>([&] { sut->mount(describeOddMount("a", "MountThatThrows")); }), "no device");
