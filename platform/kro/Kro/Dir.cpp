@@ -40,8 +40,25 @@ Dir::Dir(Orvo::String const& name) : Entity(name) {}
 Dir::~Dir()
 {
    nodeFlagSet(flagDeleteOnLastUser, false);
-   for (auto const& entity : entity_) {
-      entity->parentIs(nullptr);
+   // Directories that go with this one are emptied from the deepest upwards, since a tree may be deeper than the stack.
+   Orvo::Ptr<Dir> directory(this);
+   while (directory != this || !entity_.empty()) {
+      if (directory->entity_.empty()) {
+         auto* const above = directory->parent();
+         directory = above != nullptr ? above : this;
+         continue;
+      }
+      auto const first = *directory->entity_.begin();
+      bool const isOnlyHere = first->useCount() == 2; // the directory, and `first`
+      if (isOnlyHere && &first->fwkType() == &kroType) {
+         auto* const below = static_cast<Dir*>(first.get());
+         if (!below->entity_.empty()) {
+            directory = below;
+            continue;
+         }
+      }
+      directory->entity_.erase(first->name());
+      first->parentIs(nullptr);
    }
 }
 

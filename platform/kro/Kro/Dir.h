@@ -12,7 +12,7 @@ namespace Kro {
 ///
 /// Ownership: keeps one reference to each entity in it; an entity that leaves loses its parent. Names are plain texts:
 /// the empty text is a name like any other, and so are "." and "..". Membership is published as the collection
-/// `entity`.
+/// `entity`. Directories may be nested as deep as memory allows; each change walks up to the root, to publish it.
 class KRO_EXPORT Dir : public Entity, public SlabAllocated<Dir> {
    struct NameOf {
       Orvo::String const& operator()(Orvo::Ptr<Entity> const& entity) const noexcept { return entity->name(); }

@@ -10,11 +10,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <tuple>
 #include <vector>
+
+#include <sys/resource.h>
 
 namespace Test {
 namespace {
@@ -259,6 +262,62 @@ TEST(Dir, itsDestructionTakesTheParentFromTheChildrenBeforeTheyGo)
    EXPECT_EQ(kept->publisher()->parent(), nullptr);
    EXPECT_EQ(kept->parents.back(), nullptr);
    EXPECT_EQ(kept->useCount(), 1U);
+}
+
+TEST(Dir, itsDestructionLeavesADirectoryBelowAloneThatSomebodyKeeps)
+{
+   auto dir = Orvo::make<Dir>("d");
+   auto const kept = Orvo::dynamicCast<Dir>(dir->createEntity("Kro::Dir", "kept"));
+   auto const card = kept->createEntity("Test::Card", "a");
+
+   dir.reset();
+
+   EXPECT_EQ(kept->parent(), nullptr);
+   EXPECT_EQ(kept->entity("a"), card);
+   EXPECT_EQ(card->parent(), kept);
+}
+
+TEST(Dir, itsDestructionSurvivesAnEntityThatDeletesTheOthers)
+{
+   auto const live = Card::live;
+   auto dir = Orvo::make<Dir>("d");
+   auto const below = Orvo::dynamicCast<Dir>(dir->createEntity("Kro::Dir", "below")).get();
+   for (char const* name : {"a", "b", "c"}) {
+      dir->createEntity("Test::Card", name);
+      below->createEntity("Test::Card", name);
+   }
+   Card::whenParentChanges = [&, last = dir.get()] {
+      Card::whenParentChanges = nullptr;
+      for (char const* name : {"a", "below", "b", "c"}) {
+         last->deleteEntity(name);
+      }
+   };
+
+   dir.reset();
+
+   EXPECT_EQ(Card::live, live);
+   Card::whenParentChanges = nullptr;
+}
+
+/// With a stack of 256 KiB.
+[[noreturn]] void destroyDeepTreeAndExit()
+{
+   auto top = Orvo::make<Dir>("top");
+   auto directory = top;
+   for (int depth = 0; depth < 5000; ++depth) {
+      directory->createEntity("Test::Card", "beside");
+      directory = Orvo::dynamicCast<Dir>(directory->createEntity("Kro::Dir", ""));
+   }
+   directory.reset();
+   rlimit const small{std::size_t{256} * 1024, RLIM_INFINITY};
+   ::setrlimit(RLIMIT_STACK, &small);
+   top.reset();
+   std::_Exit(Card::live == 0 ? 0 : 1);
+}
+
+TEST(DirDeathTest, itsDestructionTakesTheSameStackForATreeOfAnyDepth)
+{
+   EXPECT_EXIT(destroyDeepTreeAndExit(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(DirTest, entity2ImplResolvesPieceByPiece)
