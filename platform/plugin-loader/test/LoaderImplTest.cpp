@@ -176,6 +176,33 @@ TEST_F(Loading, triesAgainWhatCouldNotBeOpened)
    EXPECT_THAT(load(folder.path(), "FooPlugin"), ElementsAre(Result{"FooPlugin", file, State::loaded, ""}));
 }
 
+TEST_F(Loading, reportsAFileThatHasTakenThePlaceOfAPlugin)
+{
+   auto const file = folder.add("FooPlugin", "PluginWithEntryPoint", "a.so");
+   load(folder.path(), "FooPlugin");
+   std::filesystem::rename(folder.add("New", "PluginWithoutEntryPoint"), file);
+
+   auto const results = load(folder.path(), "FooPlugin");
+
+   EXPECT_THAT(
+      results,
+      ElementsAre(Result{"FooPlugin", file, State::failed, "an earlier file is loaded under this path, for good"}));
+   EXPECT_EQ(count, 0U);
+   EXPECT_THAT(journal(), ElementsAre("PluginWithEntryPoint is initialised", "PluginWithEntryPoint is entered"));
+}
+
+TEST_F(Loading, opensUnderAnotherPathWhatHasTakenThePlaceOfAPlugin)
+{
+   auto const file = folder.add("FooPlugin", "PluginWithEntryPoint", "a.so");
+   load(folder.path(), "FooPlugin");
+   std::filesystem::rename(folder.add("New", "PluginWithoutEntryPoint"), file);
+   load(folder.path(), "FooPlugin");
+   auto const other = folder.place("FooPlugin", "b.so");
+   std::filesystem::rename(file, other);
+
+   EXPECT_THAT(load(folder.path(), "FooPlugin"), ElementsAre(Result{"FooPlugin", other, State::loaded, ""}));
+}
+
 TEST_F(Loading, letsPluginsLoadFamilies)
 {
    ::setenv("PLUGIN_PATH", folder.path().c_str(), 1);

@@ -18,12 +18,22 @@ namespace {
 
 using Detail::report;
 
-/// By device and inode, each file that has been opened, and what its entry point has thrown. Never destroyed, so that plugins
-/// can be loaded until the end of the process.
-std::map<std::pair<dev_t, ino_t>, std::string>& opened()
+/// A file that has been opened.
+struct Opened {
+   void* library = nullptr; ///< null while its own initialisers run
+   std::string thrown;      ///< what its entry point has thrown
+};
+
+/// By device and inode. Never destroyed, so that plugins can be loaded until the end of the process.
+std::map<std::pair<dev_t, ino_t>, Opened>& opened()
 {
-   static auto& files = *new std::map<std::pair<dev_t, ino_t>, std::string>;
+   static auto& files = *new std::map<std::pair<dev_t, ino_t>, Opened>;
    return files;
+}
+
+bool isKnown(void const* library)
+{
+   return std::ranges::any_of(opened(), [&](auto const& file) { return file.second.library == library; });
 }
 
 /// @return whether the plugin is loaded now and was not before
@@ -36,20 +46,25 @@ bool load(Orvo::String const& family, std::string const& path)
    }
    // Noted before it is opened: its own initialisers may ask for it.
    auto const [at, isNew] = opened().try_emplace({device, inode});
+   auto& file = at->second;
    if (!isNew) {
-      report({family, path, at->second.empty() ? State::loadedBefore : State::failed, at->second});
+      report({family, path, file.thrown.empty() ? State::loadedBefore : State::failed, file.thrown});
       return false;
    }
    std::string reason;
    auto* const library = Detail::open(path, reason);
-   if (library == nullptr) {
+   if (library != nullptr && isKnown(library)) { // the dynamic loader goes by the path before it looks at the file
+      reason = "an earlier file is loaded under this path, for good";
+   }
+   if (!reason.empty()) {
       opened().erase(at);
       report({family, path, State::failed, reason});
       return false;
    }
-   at->second = Detail::callEntryPoint(library);
-   report({family, path, at->second.empty() ? State::loaded : State::failed, at->second});
-   return at->second.empty();
+   file.library = library;
+   file.thrown = Detail::callEntryPoint(library);
+   report({family, path, file.thrown.empty() ? State::loaded : State::failed, file.thrown});
+   return file.thrown.empty();
 }
 
 /// @return the names of a directory that may be plugins, in ascending order of their bytes

@@ -22,7 +22,8 @@ public:
    /// built with. Each holds absolute paths parted by ':'; empty ones are skipped, relative ones are reported and skipped. The
    /// variable does not count in a process that runs with other rights than its user's. A family found in several directories
    /// is loaded from all of them, in this order; the same file (device and inode) is opened once in a process. A family that is
-   /// asked for again is searched for again: what is new, or had not been opened, is tried.
+   /// asked for again is searched for again: what is new, or had not been opened, is tried; a file that has taken the place of
+   /// a plugin under the same path is reported as failed.
    ///
    /// Plugins are opened with all their symbols resolved, keep their symbols to themselves (RTLD_NOW, RTLD_LOCAL), and stay
    /// for as long as the process lives. What a plugin's static initialiser throws ends the process, and so does a crash in it.
