@@ -10,6 +10,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include <elf.h>
@@ -230,6 +231,26 @@ TEST_F(Loading, letsPluginsLoadFamilies)
                     "PluginThatLoadsFamilies is initialised", "PluginWithoutEntryPoint is initialised",
                     "PluginWithEntryPoint is initialised", "PluginWithEntryPoint is entered",
                     "PluginThatLoadsFamilies is entered"));
+}
+
+std::ptrdiff_t openDescriptors()
+{
+   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
+
+TEST_F(Loading, leavesNoDescriptorOpen)
+{
+   folder.add("FooPlugin", "PluginWithEntryPoint");
+   folder.add("FooPlugin", "PluginThatThrows");
+   folder.add("FooPlugin", "PluginWithMissingLibrary");
+   folder.write("FooPlugin", "NotALibrary.so", "no library");
+   std::filesystem::create_directory(folder.place("FooPlugin", "Directory.so"));
+   auto const before = openDescriptors();
+
+   load(folder.path() + ":/nowhere:relative", "FooPlugin");
+   load(folder.path(), "FooPlugin");
+
+   EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(Loading, refusesReservedTexts)

@@ -12,9 +12,16 @@ using Plugin::Detail::searchPath;
 using testing::ElementsAre;
 using namespace std::string_view_literals;
 
+/// Whether the process is to look like one that runs with other rights than its user's.
+bool hasOtherRights = false;
+
 class SearchPath : public testing::Test {
 protected:
-   SearchPath() { ::unsetenv("PLUGIN_PATH"); }
+   SearchPath()
+   {
+      hasOtherRights = false;
+      ::unsetenv("PLUGIN_PATH");
+   }
 
    ~SearchPath() override { ::unsetenv("PLUGIN_PATH"); }
 };
@@ -39,6 +46,14 @@ TEST_F(SearchPath, followsTheVariableWhenItChanges)
    EXPECT_THAT(searchPath(""), ElementsAre("/b", "/built", "/in"));
    ::setenv("PLUGIN_PATH", "", 1);
    EXPECT_THAT(searchPath(""), ElementsAre("/built", "/in"));
+}
+
+TEST_F(SearchPath, leavesOutTheVariableInAProcessWithOtherRightsThanItsUsers)
+{
+   ::setenv("PLUGIN_PATH", "/of/the/user", 1);
+   hasOtherRights = true;
+
+   EXPECT_THAT(searchPath("/first"), ElementsAre("/first", "/built", "/in"));
 }
 
 TEST_F(SearchPath, leavesOutEmptyDirectories)
@@ -71,3 +86,9 @@ TEST(FamilyName, leadsNowhereElse)
 }
 
 } // namespace
+
+/// Takes the place of the C library's.
+extern "C" char* secure_getenv(char const* name) noexcept
+{
+   return hasOtherRights ? nullptr : ::getenv(name);
+}
