@@ -1,5 +1,6 @@
 #include "PluginFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -48,26 +49,34 @@ std::string systemError()
    return std::generic_category().message(errno);
 }
 
-/// Whether the file is a 64-bit library that says to be longer than it is. Of all others the dynamic loader knows better
-/// what is wrong.
-bool isCutOff(File const& file, std::uint64_t size)
+/// Whether a segment reaches beyond the end of the file.
+bool isCutOff(File const& file, std::uint64_t size, ElfW(Ehdr) const& header)
 {
-   ElfW(Ehdr) header;
-   if (
-      !file.read(&header, sizeof header, 0) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
-      header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_phentsize != sizeof(ElfW(Phdr))) {
-      return false;
-   }
    std::vector<ElfW(Phdr)> segments(header.e_phnum);
    if (!file.read(segments.data(), segments.size() * sizeof(ElfW(Phdr)), header.e_phoff)) {
       return true;
    }
-   for (auto const& segment : segments) {
-      if (segment.p_type == PT_LOAD && (segment.p_filesz > size || segment.p_offset > size - segment.p_filesz)) {
-         return true;
-      }
+   return std::ranges::any_of(segments, [&](auto const& segment) {
+      return segment.p_type == PT_LOAD && (segment.p_filesz > size || segment.p_offset > size - segment.p_filesz);
+   });
+}
+
+/// @return why the dynamic loader is not to be given the file, where it would not say so itself
+std::string refusal(File const& file, std::uint64_t size)
+{
+   ElfW(Ehdr) header;
+   if (
+      !file.read(&header, sizeof header, 0) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+      header.e_ident[EI_CLASS] != ELFCLASS64) {
+      return {};
    }
-   return false;
+   if (header.e_machine != EM_X86_64) {
+      return "it is another processor's"; // for the dynamic loader, such a file is not there
+   }
+   if (header.e_phentsize == sizeof(ElfW(Phdr)) && isCutOff(file, size, header)) {
+      return "it is cut off";
+   }
+   return {};
 }
 
 /// Whether the function belongs to the library itself.
@@ -94,8 +103,8 @@ PluginFile inspect(std::string const& path)
    PluginFile result{status.st_dev, status.st_ino, {}};
    if (!S_ISREG(status.st_mode)) {
       result.reason = "it is no file";
-   } else if (isCutOff(file, static_cast<std::uint64_t>(status.st_size))) {
-      result.reason = "it is cut off";
+   } else {
+      result.reason = refusal(file, static_cast<std::uint64_t>(status.st_size));
    }
    return result;
 }

@@ -14,7 +14,8 @@ struct PluginFile {
 };
 
 /// Looks whether a file can be given to the dynamic loader, which trusts what it is given: a pipe would make it wait, and a
-/// library that is cut off, as one that is just being copied, would end the process with a signal.
+/// library that is cut off, as one that is just being copied, would end the process with a signal. Of another processor's
+/// library it would say that the file is missing.
 PluginFile inspect(std::string const& path);
 
 /// Maps the library into the process, for good, and runs its static initialisers.

@@ -128,6 +128,22 @@ TEST_F(PluginFile, inspectRefusesALibraryThatIsCutOff)
    EXPECT_EQ(inspect(path).reason, "it is cut off");
 }
 
+TEST_F(PluginFile, inspectRefusesAnotherProcessorsLibrary)
+{
+   auto const path = folder.add("Plugin", "PluginWithEntryPoint");
+   std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+   file.seekp(offsetof(Elf64_Ehdr, e_machine));
+   Elf64_Half const machine = EM_AARCH64;
+   file.write(reinterpret_cast<char const*>(&machine), sizeof machine);
+   file.close();
+
+   EXPECT_EQ(inspect(path).reason, "it is another processor's");
+   std::filesystem::resize_file(path, sizeof(Elf64_Ehdr));
+   EXPECT_EQ(inspect(path).reason, "it is another processor's");
+   std::filesystem::resize_file(path, sizeof(Elf64_Ehdr) - 1); // a library no more
+   EXPECT_EQ(inspect(path).reason, "");
+}
+
 TEST_F(PluginFile, inspectRefusesSegmentsThatNoFileCouldHold)
 {
    auto const path = folder.add("Plugin", "PluginWithEntryPoint");
