@@ -233,6 +233,29 @@ TEST_F(Loading, letsPluginsLoadFamilies)
                     "PluginThatLoadsFamilies is entered"));
 }
 
+TEST_F(Loading, goesOnWithTheTextsOfTheCallWhenAPluginChangesThem)
+{
+   Plugin::Test::PluginFolder const second;
+   auto const first = folder.add("FooPlugin", "PluginWithEntryPoint", "a.so");
+   auto const next = folder.add("FooPlugin", "PluginWithoutEntryPoint", "b.so");
+   auto const last = second.add("FooPlugin", "PluginWithoutEntryPoint", "a.so");
+   Orvo::String searchPath = folder.path() + ':' + second.path();
+   Orvo::String family = "FooPlugin";
+   Plugin::Test::whenEntered() = [&] {
+      searchPath = "/elsewhere, and longer than a text that is held in place";
+      family = "BarPlugin";
+   };
+   auto const before = Plugin::results().size();
+
+   LoaderImpl::loadPlugins(searchPath, family, "", "", "");
+
+   auto const& results = Plugin::results();
+   ASSERT_GE(results.size(), before + 3);
+   EXPECT_EQ(results[before], (Result{"FooPlugin", first, State::loaded, ""}));
+   EXPECT_EQ(results[before + 1], (Result{"FooPlugin", next, State::loaded, ""}));
+   EXPECT_EQ(results[before + 2], (Result{"FooPlugin", last, State::loaded, ""}));
+}
+
 std::ptrdiff_t openDescriptors()
 {
    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());

@@ -11,6 +11,7 @@
 
 #include <dlfcn.h>
 #include <elf.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -219,6 +220,22 @@ TEST_F(PluginFile, callEntryPointCallsNoneOfALibraryThatThePluginNeeds)
    EXPECT_EQ(callEntryPoint(library), "");
 
    EXPECT_THAT(journal(), ElementsAre("PluginWithoutEntryPoint is initialised"));
+}
+
+TEST_F(PluginFile, callEntryPointLetsThePluginEndTheThread)
+{
+   auto* const library = openWell(folder.add("Plugin", "PluginThatEndsItsThread"));
+   pthread_t thread;
+
+   auto const run = [](void* plugin) -> void* {
+      callEntryPoint(plugin);
+      return nullptr;
+   };
+   ASSERT_EQ(::pthread_create(&thread, nullptr, run, library), 0);
+   void* result = nullptr;
+   ASSERT_EQ(::pthread_join(thread, &result), 0);
+
+   EXPECT_NE(result, nullptr);
 }
 
 TEST_F(PluginFile, callEntryPointTellsWhatItHasThrown)

@@ -46,16 +46,25 @@ TEST(Result, ofEveryFamilyStandInOrder)
    }
 }
 
-TEST(Result, isAnsweredWhileTheProcessEnds)
+TEST(Result, isAnsweredWhileTheProcessEndsAndPluginsAreLoadedThen)
 {
+   PluginFolder const folder;
+   folder.add("AtExitPlugin", "PluginWithoutEntryPoint");
+   static auto const& path = *new Orvo::String(folder.path()); // for a handler that can be given nothing
+
    EXPECT_EXIT(
       {
-         std::atexit([] { std::fprintf(stderr, "%zu\n", Plugin::results("AtExitPlugin").size()); });
          ::unsetenv("PLUGIN_PATH");
-         LoaderImpl::loadPlugins("relative", "AtExitPlugin", "", "", "");
+         std::atexit([] { // runs after the destruction of all that is made later
+            LoaderImpl::loadPlugins(path, "AtExitPlugin", "", "", "");
+            for (auto const& result : Plugin::results("AtExitPlugin")) {
+               std::fprintf(stderr, "%d ", static_cast<int>(result.state));
+            }
+         });
+         LoaderImpl::loadPlugins(path, "AtExitPlugin", "", "", "");
          std::exit(0);
       },
-      testing::ExitedWithCode(0), "^2\n$");
+      testing::ExitedWithCode(0), "^0 2 1 2 $");
 }
 
 TEST(Result, isEqualWhenAllItSaysIs)

@@ -1,4 +1,4 @@
-// Notes when its static objects are made, and when it is entered.
+// Notes when its static objects are made, and when it is entered; then it does what the test says.
 
 #include "../support/Journal.h"
 
@@ -20,4 +20,7 @@ int onlyOfPluginWithEntryPoint = 1;
 extern "C" void pluginMain()
 {
    Plugin::Test::journal().emplace_back("PluginWithEntryPoint is entered");
+   if (auto const& action = Plugin::Test::whenEntered()) {
+      action();
+   }
 }

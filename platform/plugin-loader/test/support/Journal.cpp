@@ -8,6 +8,12 @@ std::vector<std::string>& Plugin::Test::journal()
    return entries;
 }
 
+std::function<void()>& Plugin::Test::whenEntered()
+{
+   static std::function<void()> action;
+   return action;
+}
+
 /// Not the entry point of a plugin that only needs this library.
 extern "C" void pluginMain()
 {

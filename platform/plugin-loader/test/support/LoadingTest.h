@@ -35,7 +35,11 @@ protected:
       journal().clear();
    }
 
-   ~LoadingTest() override { ::unsetenv("PLUGIN_PATH"); }
+   ~LoadingTest() override
+   {
+      ::unsetenv("PLUGIN_PATH");
+      whenEntered() = nullptr;
+   }
 
    /// @return what the call has added to the results, but for the directory that the library was built with
    static std::vector<Result> load(std::string const& searchPath, Orvo::String const& family)
