@@ -58,13 +58,15 @@ TEST(Result, isAnsweredWhileTheProcessEndsAndPluginsAreLoadedThen)
          std::atexit([] { // runs after the destruction of all that is made later
             LoaderImpl::loadPlugins(path, "AtExitPlugin", "", "", "");
             for (auto const& result : Plugin::results("AtExitPlugin")) {
-               std::fprintf(stderr, "%d ", static_cast<int>(result.state));
+               if (result.state != State::missing) {
+                  std::fprintf(stderr, "%d ", static_cast<int>(result.state));
+               }
             }
          });
          LoaderImpl::loadPlugins(path, "AtExitPlugin", "", "", "");
          std::exit(0);
       },
-      testing::ExitedWithCode(0), "^0 2 1 2 $");
+      testing::ExitedWithCode(0), "^0 1 $");
 }
 
 TEST(Result, isEqualWhenAllItSaysIs)
