@@ -39,8 +39,8 @@ public:
    /// The family is named `prefixPath` + "Plugin", with "/" + `suffixPath` where that is not empty. What counts as the same is
    /// `prefixPath` + `suffixPath`, and nothing else: after ("ab", "c"), neither ("a", "bc") nor another loader loads anything.
    /// A family counts as loaded when the platform has returned, whether it found plugins or not; until then, a plugin that asks
-   /// for the family that it belongs to makes the platform look again. When the process's static objects are being destroyed,
-   /// nothing is loaded any more.
+   /// for the family that it belongs to makes the platform look again. At the exit of the process, nothing is loaded any more
+   /// once the static objects made after the first call are destroyed.
    ///
    /// @param loader  its `searchPath` is passed on; its `state` is zeroed before and its `message` emptied before and after. Not
    ///                touched, and may be null, where nothing is to be loaded. Borrowed for the call.
