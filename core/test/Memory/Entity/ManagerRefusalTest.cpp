@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 
 namespace {
@@ -226,6 +227,19 @@ TEST_F(EntityManagerRefusal, instantiateFromASubscriberGivesTheSameManager)
    EXPECT_NE(inner, nullptr);
    EXPECT_EQ(inner, outer);
    EXPECT_EQ(Manager::instantiate("fromASubscriber"), outer);
+}
+
+TEST_F(EntityManagerRefusal, instantiateRegistersItsManagerThoughASubscriberEndsTheName)
+{
+   auto name = std::make_unique<Orvo::String>("a name that a subscriber ends, too long to be kept in place");
+   auto const copy = *name;
+   Orvo::CallbackSubscriber const subscriber(
+      *Kro::globalDir()->publisher(), [&](Orvo::Change const& /*change*/) { name.reset(); });
+
+   auto const made = Manager::instantiate(*name);
+
+   EXPECT_EQ(name, nullptr);
+   EXPECT_EQ(Manager::instantiate(copy), made);
 }
 
 } // namespace

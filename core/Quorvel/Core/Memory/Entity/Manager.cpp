@@ -167,8 +167,8 @@ Orvo::Ptr<Manager> Manager::instantiate(Orvo::String const& name)
       return found->second;
    }
    auto manager = ManagerIs(name);
-   // Making it published in the entity tree, and who heard of it may have asked for the same manager.
-   auto& registered = (*theRegistry)[name];
+   // Making it published in the entity tree, and who heard of it may have asked for the same manager, or ended the name.
+   auto& registered = (*theRegistry)[manager->sysname()];
    if (registered == nullptr) {
       registered = std::move(manager);
    }
