@@ -242,4 +242,20 @@ TEST_F(EntityManagerRefusal, instantiateRegistersItsManagerThoughASubscriberEnds
    EXPECT_EQ(Manager::instantiate(copy), made);
 }
 
+TEST_F(EntityManagerRefusal, subscriberMayLetGoOfTheManagerThatFindsItsDirectoryAgain)
+{
+   auto const before = Manager::memAllocationTracker_.liveCount();
+   Kro::globalDir()->deleteEntity("m");
+   auto whileMaking = before;
+   Orvo::CallbackSubscriber const subscriber(*Kro::globalDir()->publisher(), [&](Orvo::Change const& /*change*/) {
+      sut.reset();
+      whileMaking = Manager::memAllocationTracker_.liveCount();
+   });
+
+   sut->initialize();
+
+   EXPECT_EQ(whileMaking, before);
+   EXPECT_EQ(Manager::memAllocationTracker_.liveCount(), before - 1);
+}
+
 } // namespace

@@ -405,6 +405,26 @@ TEST_F(EntityManagerUnmount, watcherMayMountAgainAtOnce)
    EXPECT_THAT(recorder.changes(), ElementsAre("info(258) a", "info(258) a"));
 }
 
+TEST_F(EntityManagerUnmount, watcherMayLetGoOfTheManagerThatAdopts)
+{
+   auto const before = Manager::memAllocationTracker_.liveCount();
+   sut->mount(describeMount("a", "r"));
+   auto const entity = sut->entify("a");
+   sut->unmount("a");
+   ChangeRecorder recorder(*orphanage->publisher());
+   auto whileAdopting = before;
+   recorder.thenDo([&](Orvo::Change const&) {
+      sut.reset();
+      whileAdopting = Manager::memAllocationTracker_.liveCount();
+   });
+
+   sut->mount(describeMount("a", "r"));
+
+   EXPECT_EQ(whileAdopting, before);
+   EXPECT_EQ(Manager::memAllocationTracker_.liveCount(), before - 1);
+   EXPECT_EQ(entity->fullName(), "/m/zumem/a");
+}
+
 TEST_F(EntityManagerUnmount, watcherMayRemoveTheStoredDescriptionThatIsBeingMounted)
 {
    sut->mount(describeMount("a", "r"));

@@ -177,6 +177,7 @@ Orvo::Ptr<Manager> Manager::instantiate(Orvo::String const& name)
 
 void Manager::initialize()
 {
+   Orvo::Ptr<Manager> const self(this); // whoever hears of a new directory may let go of this manager
    directory_ = createDir(createDir(Kro::globalDir(), sysname_), directoryName);
 }
 
@@ -189,6 +190,7 @@ void Manager::mount(Info::Mount const& mount)
       return;
    }
    auto const* const given = infoMount_.find(path) == &mount ? nullptr : &mount; // null: the stored description itself
+   Orvo::Ptr<Manager> const self(this); // whoever hears of the adoption may let go of this manager
    adopt(*entity);
    // Whoever heard of the adoption may have replaced or deleted it.
    auto const* const found = infoMount_.find(path);
