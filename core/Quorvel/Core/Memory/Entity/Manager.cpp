@@ -14,6 +14,7 @@
 
 #include <cstring>
 #include <map>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -227,11 +228,20 @@ void Manager::unmount(Orvo::String const& path)
    }
    auto const orphanage = Manager::orphanage();
    Utility::affirm(orphanage != nullptr);
-   orphanIs(name, entity.get());
    Detail::Info info;
    info.sysnameIs(sysname_);
    info.pathIs(name);
-   orphanage->infoIs(entity.get(), info);
+   Orvo::Ptr<Manager> const self(this); // whoever hears of the orphan may let go of this manager
+   orphanIs(name, entity.get());
+   try {
+      orphanage->infoIs(entity.get(), info);
+   } catch (std::bad_alloc const&) {
+      // An orphan without record would stay one: nobody hears of it, and unmounting again does nothing.
+      if (!orphanage->info().contains(entity.get()) && orphan(name) == entity.get()) {
+         orphanDel(name);
+      }
+      throw;
+   }
 }
 
 void Manager::mountInternal(Info::Mount const& mount)

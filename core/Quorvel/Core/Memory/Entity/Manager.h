@@ -68,8 +68,8 @@ public:
    /// destroyed: entity, directories, live collections, chunks and the stored description stay as they are. Does nothing
    /// where there is no entity, or where one of that full name is an orphan already. Whoever made the entity: what is
    /// unmounted need not have been mounted.
-   /// @throws Utility::AffirmException when the process's exit handlers have destroyed the orphanage; nothing has changed.
-   ///         What a subscriber throws passes through, and the entity is an orphan.
+   /// @throws Utility::AffirmException when the process's exit handlers have destroyed the orphanage, std::bad_alloc; nothing
+   ///         has changed. What a subscriber throws passes through, and the entity is an orphan.
    void unmount(Orvo::String const& path);
 
    /// Builds the entities of one mount without asking what is there.
