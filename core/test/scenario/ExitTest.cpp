@@ -29,6 +29,7 @@ using Quorvel::Core::Memory::Control::Detail::Chunk;
 using Quorvel::Core::Memory::Control::Detail::StoreChunk;
 using Quorvel::Core::Memory::Entity::Destructor;
 using Quorvel::Core::Memory::Entity::Manager;
+using Quorvel::Core::Memory::Entity::Detail::Orphanage;
 using Quorvel::Core::Test::ChildResult;
 using Quorvel::Core::Test::describeMount;
 using Quorvel::Core::Test::inChild;
@@ -269,6 +270,50 @@ TEST(Exit, afterTheOrphanageNothingCanBeUnmountedOrCleanedUp)
 
    EXPECT_EQ(result.output, "refused");
    EXPECT_EQ(result.errors, "");
+   EXPECT_EQ(result.status, 0);
+}
+
+TEST(Exit, afterTheStoreAndTheOrphanageNothingCanBeBuiltOrAdopted)
+{
+   auto const result = inChild({}, [] {
+      // Older than the store and the orphanage, so it goes after them.
+      struct Agent {
+         Orvo::Ptr<Manager> manager;
+         ~Agent()
+         {
+            auto const isRefused = [&](char const* path) {
+               try {
+                  manager->mount(describeMount(path, "r"));
+               } catch (Quorvel::Utility::AffirmException const&) {
+                  return true;
+               }
+               return false;
+            };
+            bool const areRefused = isRefused("new") && isRefused("orphan") && !isRefused("mounted");
+            std::printf("%s", areRefused ? "refused" : "done");
+         }
+      };
+      static Agent agent;
+      agent.manager = Quorvel::Core::Memory::Entity::managerFactory("late");
+      agent.manager->mount(describeMount("mounted", "r"));
+      agent.manager->mount(describeMount("orphan", "r"));
+      agent.manager->unmount("orphan");
+   });
+
+   EXPECT_EQ(result.output, "refused");
+   EXPECT_EQ(result.errors, "");
+   EXPECT_EQ(result.status, 0);
+}
+
+TEST(Exit, orphanageThatSomebodyHasMadeBeforeIsTheProcesssOne)
+{
+   auto const result = inChild({}, [] {
+      auto const made =
+         Kro::Entity::singletonIs(*Orphanage::kroType.module, 1, "Quorvel::Core::Memory::Entity::Detail::Orphanage");
+      std::printf("%s", made != nullptr && Manager::orphanage() == made ? "that one" : "another");
+   });
+
+   EXPECT_EQ(result.output, "that one");
    EXPECT_EQ(result.status, 0);
 }
 

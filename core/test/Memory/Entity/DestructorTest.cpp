@@ -9,9 +9,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -281,6 +284,19 @@ TEST_F(EntityDestructor, cleanupOfAnEntityBelowTheRootStopsThere)
    EXPECT_EQ(Kro::globalDir()->entity("top"), nullptr);
 }
 
+TEST_F(EntityDestructor, cleanupOutsideTheTreeStopsAtTheTopmostDirectory)
+{
+   auto const top = Orvo::make<Kro::Dir>("top");
+   auto const below = Orvo::dynamicCast<Kro::Dir>(top->createEntity("Kro::Dir", "below"));
+   auto const entity = below->createEntity("TestMount", "a");
+
+   Destructor::cleanup(entity.get());
+
+   EXPECT_EQ(entity->parent(), nullptr);
+   EXPECT_EQ(below->parent(), nullptr);
+   EXPECT_TRUE(top->entity().empty());
+}
+
 TEST_F(EntityDestructor, cleanupForAManagerWithoutDirectoryPrunesUpToTheRoot)
 {
    Kro::globalDir()->createEntity("TestMount", "lost");
@@ -362,6 +378,73 @@ TEST_F(EntityDestructor, watcherOfTheTreeMayPutSomethingIntoADirectoryThatIsBein
 
    EXPECT_EQ(manager->entify("x"), x);
    EXPECT_THAT(namesIn(*x), ElementsAre("new"));
+}
+
+TEST_F(EntityDestructor, entityGoesBeforeItsDirectoriesDoAndMayMountThere)
+{
+   manager->mount(describeMount("x/y/a", "r"));
+   std::vector<std::string> found;
+   std::shared_ptr<void> guard(nullptr, [&](void*) {
+      found = namesIn(*Orvo::dynamicCast<Kro::Dir>(manager->entify("x")));
+      manager->mount(describeMount("x/y/b", "s"));
+   });
+   // The live collection keeps its synchronizer, and goes with the entity.
+   Orvo::dynamicCast<TestMount>(manager->entify("x/y/a"))
+      ->ring->synchronizerIs([guard = std::move(guard)](std::uint32_t /*index*/) {});
+
+   Destructor::cleanup(unmounted("x/y/a"));
+
+   EXPECT_THAT(found, ElementsAre("y"));
+   EXPECT_THAT(namesIn(*Orvo::dynamicCast<Kro::Dir>(manager->entify("x/y"))), ElementsAre("b"));
+}
+
+TEST_F(EntityDestructor, watcherMayTakeTheEntityOutOfItsDirectoryMeanwhile)
+{
+   auto const before = Collection::memAllocationTracker_.liveCount();
+   manager->mount(describeMount("x/a", "r"));
+   auto* const entity = unmounted("x/a");
+   ChangeRecorder recorder(*orphanage->publisher());
+   auto whileCleaning = before;
+   recorder.thenDo([&](Orvo::Change const&) {
+      entity->parent()->deleteEntity("a");
+      whileCleaning = Collection::memAllocationTracker_.liveCount();
+   });
+
+   Destructor::cleanup(entity);
+
+   EXPECT_EQ(whileCleaning, before + 2); // still there, since cleaning up has not finished with it
+   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), before);
+   EXPECT_TRUE(manager->orphan().empty());
+   EXPECT_THAT(namesIn(*manager->directory()), ElementsAre("x"));
+}
+
+TEST_F(EntityDestructor, whatAWatcherMountsWhileItIsCleanedUpIsCleanedUpAllTheSame)
+{
+   manager->mount(describeMount("a", "r"));
+   auto* const entity = unmounted("a");
+   ChangeRecorder recorder(*orphanage->publisher());
+   recorder.thenDo([&](Orvo::Change const&) { manager->mount(describeMount("a", "r")); });
+
+   Destructor::cleanup(entity);
+
+   EXPECT_TRUE(manager->directory()->entity().empty());
+   EXPECT_TRUE(manager->orphan().empty());
+}
+
+TEST_F(EntityDestructor, directoryThatIsAnOrphanIsPrunedAndLeavesItsRecord)
+{
+   manager->mount(describeMount("x/a", "r"));
+   auto const directory = manager->entify("x");
+   manager->unmount("x");
+
+   Destructor::cleanup(unmounted("x/a"));
+
+   EXPECT_EQ(directory->parent(), nullptr);
+   EXPECT_EQ(orphanage->info(directory.get()).path(), "/d/zumem/x");
+   EXPECT_EQ(manager->orphan("/d/zumem/x"), directory.get());
+   Destructor::cleanup(directory.get());
+   EXPECT_TRUE(orphanage->info().empty());
+   EXPECT_TRUE(manager->orphan().empty());
 }
 
 TEST_F(EntityDestructor, pathGoesRoundTheWholeCycleTwice)

@@ -151,6 +151,26 @@ TEST_F(EntityManagerMount, mountsThatNameTheSameChunksShareThem)
    }
 }
 
+TEST_F(EntityManagerMount, mountAsksForEachChunkAsItIsDescribed)
+{
+   Info::Collection collection("ring");
+   collection.addGroup(0, 4);
+   collection.addNameAttribute("command");
+   collection.addNameAttribute("tail");
+   collection.createChunk(0, "command", "bus", 64, false);
+   collection.createChunk(0, "tail", "software", 48, true);
+   Mount mount("a", "TestMount");
+   mount.collectionIs(collection);
+
+   sut->mount(mount);
+
+   EXPECT_FALSE(store().chunk("bus")->isIncapableDma());
+   EXPECT_EQ(store().chunk("bus")->size(), 64U);
+   EXPECT_TRUE(store().chunk("software")->isIncapableDma());
+   EXPECT_EQ(store().chunk("software")->size(), 48U);
+   EXPECT_EQ(mounted("a")->ring->addressBus(RingEntry::tailNumber, 0), 0U);
+}
+
 TEST_F(EntityManagerMount, mountPublishesTheNewChunksAlone)
 {
    ChangeRecorder const changes(*store().publisher());

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -23,6 +24,7 @@ using Quorvel::Core::Memory::Control::Detail::Chunk;
 using Quorvel::Core::Memory::Entity::Manager;
 using Quorvel::Core::Memory::Info::Mount;
 using Quorvel::Core::Test::brokenPromiseOf;
+using Quorvel::Core::Test::BufferEntry;
 using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::describeMount;
 using Quorvel::Core::Test::describeOddMount;
@@ -35,6 +37,7 @@ using Quorvel::Core::Test::TestMount;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace Info = Quorvel::Core::Memory::Info;
 
@@ -151,6 +154,21 @@ TEST_F(EntityManagerRefusal, mountWithoutMemoryFailsWithWhatWasBuiltInPlace)
    EXPECT_EQ(sut->infoMount("a"), describeMount("a", "r"));
 }
 
+TEST_F(EntityManagerRefusal, mountOfAChunkThatHasLostItsMemoryBreaksThePromiseBehindTheChunk)
+{
+   auto const lost = store().chunkIs("r.command.0", 64, false);
+   pinmem.failMap(1);
+   EXPECT_THROW(lost->initialize(), Quorvel::Utility::AffirmException);
+   ASSERT_EQ(lost->addressVirtual(), 0U);
+
+   EXPECT_EQ(brokenPromiseOf([&] { sut->mount(describeMount("a", "r")); }), "Memory/Entity/Manager.cpp");
+
+   EXPECT_EQ(mounted("a")->ring->attribute(RingEntry::commandNumber)->chunk(0), nullptr);
+   EXPECT_TRUE(mounted("a")->ring->group().empty());
+   lost->initialize();
+   pinmem.unmap("r.command.0", lost->addressVirtual(), 0); // it is mapped twice now
+}
+
 TEST_F(EntityManagerRefusal, mountGoesWellAfterAFailureAndTheEntityIsGone)
 {
    pinmem.failMap(3);
@@ -166,11 +184,10 @@ TEST_F(EntityManagerRefusal, mountGoesWellAfterAFailureAndTheEntityIsGone)
 TEST_F(EntityManagerRefusal, mountOfALiveGroupElsewhereFailsBehindTheZeroing)
 {
    sut->mount(describeMount("a", "r"));
-   fill("r.bytes.0", std::byte{7});
    Info::Collection collection("buffer");
    collection.addGroup(0, 2, 5);
    collection.addNameAttribute("bytes");
-   collection.createChunk(0, "bytes", "r.bytes.0", 128, false);
+   collection.createChunk(0, "bytes", "other", 128, false);
    Mount other("a", "TestMount");
    other.collectionIs(collection);
    other.isZeroedMemoryOnMountingIs(true);
@@ -178,8 +195,9 @@ TEST_F(EntityManagerRefusal, mountOfALiveGroupElsewhereFailsBehindTheZeroing)
    auto const text = messageOf<Kro::ReinstantiatingException>([&] { sut->mountInternal(other); });
 
    EXPECT_EQ(text, "Memory/Control/Collection group 0: head=5 is asked for, but head=0 exists");
-   EXPECT_THAT(pinmem.bytes("r.bytes.0").first(128), Each(std::byte{0}));
+   EXPECT_THAT(pinmem.bytes("other").first(128), Each(std::byte{0}));
    EXPECT_EQ(mounted("a")->buffer->group(0)->head(), 0U);
+   EXPECT_EQ(mounted("a")->buffer->attribute(BufferEntry::bytesNumber)->chunk(0), store().chunk("r.bytes.0").get());
 }
 
 TEST_F(EntityManagerRefusal, mountPassesOnWhatTheSynchronizerThrows)
@@ -204,6 +222,77 @@ TEST_F(EntityManagerRefusal, synchronizerMayMountSomethingElse)
 
    EXPECT_EQ(mounted("a")->ring->capacity(), 8U);
    EXPECT_EQ(mounted("inner 1")->ring->capacity(), 8U);
+}
+
+TEST_F(EntityManagerRefusal, subscriberMayRemoveTheEntityThatIsBeingBuilt)
+{
+   auto const before = Collection::memAllocationTracker_.liveCount();
+   auto least = before + 2;
+   ChangeRecorder recorder(*store().publisher());
+   recorder.thenDo([&](Orvo::Change const&) {
+      sut->directory()->deleteEntity("a");
+      least = std::min(least, Collection::memAllocationTracker_.liveCount());
+   });
+
+   sut->mount(describeMount("a", "r"));
+
+   EXPECT_EQ(least, before + 2);
+   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), before);
+   EXPECT_THAT(namesIn(*sut->directory()), IsEmpty());
+   EXPECT_EQ(store().chunk().size(), 7U);
+}
+
+TEST_F(EntityManagerRefusal, subscriberMayMakeTheEntityLetGoOfTheLiveCollectionThatIsBeingBuilt)
+{
+   auto const before = Collection::memAllocationTracker_.liveCount();
+   auto least = before + 2;
+   ChangeRecorder recorder(*store().publisher());
+   recorder.thenDo([&](Orvo::Change const& change) {
+      if (change.key.text() == "r.command.0") {
+         mounted("a")->ring = nullptr;
+      }
+      least = std::min(least, Collection::memAllocationTracker_.liveCount());
+   });
+
+   auto description = describeMount("a", "r");
+   description.isZeroedMemoryOnMountingIs(true); // a TestMount's synchronizers look at its rings
+
+   sut->mount(description);
+
+   EXPECT_EQ(least, before + 2);
+   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), before + 1);
+   EXPECT_EQ(store().chunk().size(), 7U);
+}
+
+TEST_F(EntityManagerRefusal, subscriberThatMountsTheSamePathBeforeItsEntityIsThereHasItBuiltTwice)
+{
+   ChangeRecorder recorder(*sut->directory()->publisher());
+   recorder.thenDo([&](Orvo::Change const& change) {
+      if (change.key.text() == "d") {
+         sut->mount(describeMount("d/a", "r"));
+      }
+   });
+
+   sut->mount(describeMount("d/a", "r"));
+
+   EXPECT_THAT(mounted("d/a")->synchronized, SizeIs(20));
+   EXPECT_EQ(mounted("d/a")->ring->capacity(), 8U);
+}
+
+TEST_F(EntityManagerRefusal, subscriberThatMountsTheSamePathWhenItsEntityIsThereFindsItUnbuilt)
+{
+   ChangeRecorder recorder(*sut->directory()->publisher());
+   std::uint32_t capacity = 1;
+   recorder.thenDo([&](Orvo::Change const&) {
+      sut->mount(describeMount("a", "r"));
+      capacity = mounted("a")->ring->capacity();
+      EXPECT_THROW(sut->mount(describeMount("a", "s")), std::invalid_argument);
+   });
+
+   sut->mount(describeMount("a", "r"));
+
+   EXPECT_EQ(capacity, 0U);
+   EXPECT_EQ(mounted("a")->ring->capacity(), 8U);
 }
 
 TEST_F(EntityManagerRefusal, mountOfADescriptionWithoutCollectionsMakesTheStore)

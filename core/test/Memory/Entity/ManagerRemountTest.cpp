@@ -4,6 +4,7 @@
 #include "support/MessageOf.h"
 
 #include <KroOrvo/Impl.h>
+#include <Orvo/Subscriber.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -138,6 +139,19 @@ TEST_F(EntityManagerRemount, mountOfItsOwnStoredDescriptionWorks)
    EXPECT_EQ(sut->infoMount("a"), describeMount("a", "r"));
    sut->mountInternal(*sut->infoMount().begin());
    EXPECT_EQ(mounted("a")->ring->capacity(), 8U);
+}
+
+TEST_F(EntityManagerRemount, mountOfItsOwnStoredDescriptionWorksThoughASubscriberRemovesIt)
+{
+   sut->infoMountIs(describeMount("a", "r"));
+   Orvo::CallbackSubscriber const subscriber(
+      *store().publisher(), [&](Orvo::Change const& /*change*/) { sut->infoMountDelAll(); });
+
+   sut->mount(*sut->infoMount().begin());
+
+   EXPECT_EQ(mounted("a")->ring->capacity(), 8U);
+   EXPECT_EQ(store().chunk().size(), 7U);
+   EXPECT_TRUE(sut->infoMount().empty());
 }
 
 TEST_F(EntityManagerRemount, mountReplacesADescriptionWithoutEntity)

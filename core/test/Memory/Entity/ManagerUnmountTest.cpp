@@ -18,6 +18,7 @@
 
 namespace {
 
+using Quorvel::Core::Memory::Control::Collection;
 using Quorvel::Core::Memory::Entity::Destructor;
 using Quorvel::Core::Memory::Entity::Manager;
 using Quorvel::Core::Memory::Entity::managerFactory;
@@ -385,6 +386,26 @@ TEST_F(EntityManagerUnmount, watcherMayCleanUpAtOnce)
    EXPECT_NE(manager->entify("d/a"), nullptr);
 }
 
+TEST_F(EntityManagerUnmount, laterWatcherStillFindsTheEntityThatAnEarlierOneHasRemoved)
+{
+   auto const before = Collection::memAllocationTracker_.liveCount();
+   sut->mount(describeMount("a", "r"));
+   ChangeRecorder recorder(*orphanage->publisher());
+   recorder.thenDo([&](Orvo::Change const&) {
+      sut->orphanDelAll();
+      sut->directory()->deleteEntity("a");
+   });
+   ChangeRecorder later(*orphanage->publisher());
+   std::size_t living = 0;
+   later.thenDo([&](Orvo::Change const&) { living = Collection::memAllocationTracker_.liveCount(); });
+
+   sut->unmount("a");
+
+   EXPECT_THAT(later.changes(), ElementsAre("info(258) a"));
+   EXPECT_EQ(living, before + 2);
+   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), before);
+}
+
 TEST_F(EntityManagerUnmount, watcherMayMountAgainAtOnce)
 {
    auto const description = describeMount("a", "r");
@@ -423,6 +444,20 @@ TEST_F(EntityManagerUnmount, watcherMayLetGoOfTheManagerThatAdopts)
    EXPECT_EQ(whileAdopting, before);
    EXPECT_EQ(Manager::memAllocationTracker_.liveCount(), before - 1);
    EXPECT_EQ(entity->fullName(), "/m/zumem/a");
+}
+
+TEST_F(EntityManagerUnmount, mountComparesWithWhatIsStoredWhenTheAdoptionHasBeenPublished)
+{
+   sut->mount(describeMount("a", "r"));
+   sut->unmount("a");
+   ChangeRecorder recorder(*orphanage->publisher());
+   recorder.thenDo([&](Orvo::Change const&) { sut->infoMountIs(describeMount("a", "s")); });
+
+   EXPECT_THROW(sut->mount(describeMount("a", "r")), std::invalid_argument);
+
+   sut->unmount("a");
+   sut->mount(describeMount("a", "s"));
+   EXPECT_TRUE(sut->orphan().empty());
 }
 
 TEST_F(EntityManagerUnmount, watcherMayRemoveTheStoredDescriptionThatIsBeingMounted)
