@@ -1,3 +1,4 @@
+#include "support/ChangeRecorder.h"
 #include "support/MemoryTest.h"
 #include "support/MessageOf.h"
 #include "support/ReflectedType.h"
@@ -20,6 +21,7 @@ using Quorvel::Core::Memory::Entity::Detail::Info;
 using Quorvel::Core::Memory::Entity::Detail::Orphanage;
 using Quorvel::Core::Memory::Info::Mount;
 using Quorvel::Core::Test::attributesOf;
+using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::describeMount;
 using Quorvel::Core::Test::numbersNotRefused;
 using Quorvel::Core::Test::typesOf;
@@ -142,11 +144,79 @@ TEST_F(ModelManager, unmountsByNumberAndListsTheOrphan)
 TEST_F(ModelManager, findsItsDirectoryAgainByNumber)
 {
    auto const manager = Orvo::make<Manager>("model");
-   auto const* before = manager->directory().get();
+   auto const before = manager->directory();
+   Kro::globalDir()->deleteEntity("model");
 
    EXPECT_EQ(GenericIf::ofNode(*manager).call(136), Kro::success);
 
-   EXPECT_EQ(manager->directory().get(), before);
+   EXPECT_NE(manager->directory(), before);
+   EXPECT_EQ(manager->directory()->fullName(), "/model/zumem");
+}
+
+TEST_F(ModelManager, changesTheDescriptionsByNumber)
+{
+   auto const manager = Orvo::make<Manager>("model");
+   auto const sut = GenericIf::ofNode(*manager);
+   manager->orphanIs("orphan", manager->directory().get());
+   Mount const a("a", "T");
+   Mount const b("b", "T");
+   Mount taken("", "");
+   Orvo::String const path = "a";
+
+   EXPECT_EQ(sut.collectionIs(130, std::array{GenericIf::of(a)}), Kro::success);
+   EXPECT_EQ(sut.collectionIs(130, std::array{GenericIf::of(b)}), Kro::success);
+   EXPECT_EQ(manager->infoMount("a"), a);
+   EXPECT_EQ(sut.collectionDel(130, std::array{GenericIf::of(path)}, GenericIf::of(taken)), Kro::success);
+   EXPECT_EQ(taken, a);
+   EXPECT_EQ(manager->infoMount().size(), 1U);
+   EXPECT_EQ(sut.collectionDelAll(130), Kro::success);
+
+   EXPECT_TRUE(manager->infoMount().empty());
+   EXPECT_EQ(manager->orphan().size(), 1U);
+}
+
+TEST_F(ModelManager, changesTheOrphansByNumber)
+{
+   auto const manager = Orvo::make<Manager>("model");
+   auto const sut = GenericIf::ofNode(*manager);
+   manager->infoMountIs(Mount("a", "T"));
+   Kro::Entity* entity = manager->directory().get();
+   Kro::Entity* taken = nullptr;
+   Orvo::String const name = "orphan";
+   Orvo::String const other = "other";
+
+   EXPECT_EQ(sut.collectionIs(131, std::array{GenericIf::of(name), GenericIf::of(entity)}), Kro::success);
+   EXPECT_EQ(sut.collectionIs(131, std::array{GenericIf::of(other), GenericIf::of(entity)}), Kro::success);
+   EXPECT_EQ(manager->orphan("orphan"), entity);
+   EXPECT_EQ(sut.collectionDel(131, std::array{GenericIf::of(name)}, GenericIf::of(taken)), Kro::success);
+   EXPECT_EQ(taken, entity);
+   EXPECT_EQ(manager->orphan().size(), 1U);
+   EXPECT_EQ(sut.collectionDelAll(131), Kro::success);
+
+   EXPECT_TRUE(manager->orphan().empty());
+   EXPECT_EQ(manager->infoMount().size(), 1U);
+}
+
+TEST_F(ModelManager, changesTheRecordsByNumberAndPublishesThat)
+{
+   auto const orphanage = Orvo::make<Orphanage>("model");
+   auto const sut = GenericIf::ofNode(*orphanage);
+   ChangeRecorder const recorder(*orphanage->publisher());
+   auto const directory = Orvo::make<Kro::Dir>("x");
+   Kro::Entity* entity = directory.get();
+   Info info;
+   info.sysnameIs("a");
+   Info taken;
+
+   EXPECT_EQ(sut.collectionIs(258, std::array{GenericIf::of(entity), GenericIf::of(info)}), Kro::success);
+   EXPECT_EQ(orphanage->info(entity), info);
+   EXPECT_EQ(sut.collectionDel(258, std::array{GenericIf::of(entity)}, GenericIf::of(taken)), Kro::success);
+   EXPECT_EQ(taken, info);
+   orphanage->infoIs(entity, info);
+   EXPECT_EQ(sut.collectionDelAll(258), Kro::success);
+
+   EXPECT_TRUE(orphanage->info().empty());
+   EXPECT_THAT(recorder.changes(), ElementsAre("info(258) x", "info(258) x", "info(258) x", "info(258) x"));
 }
 
 TEST_F(ModelManager, instantiateNeedsNoObject)
