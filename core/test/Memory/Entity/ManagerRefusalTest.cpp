@@ -154,21 +154,6 @@ TEST_F(EntityManagerRefusal, mountWithoutMemoryFailsWithWhatWasBuiltInPlace)
    EXPECT_EQ(sut->infoMount("a"), describeMount("a", "r"));
 }
 
-TEST_F(EntityManagerRefusal, mountOfAChunkThatHasLostItsMemoryBreaksThePromiseBehindTheChunk)
-{
-   auto const lost = store().chunkIs("r.command.0", 64, false);
-   pinmem.failMap(1);
-   EXPECT_THROW(lost->initialize(), Quorvel::Utility::AffirmException);
-   ASSERT_EQ(lost->addressVirtual(), 0U);
-
-   EXPECT_EQ(brokenPromiseOf([&] { sut->mount(describeMount("a", "r")); }), "Memory/Entity/Manager.cpp");
-
-   EXPECT_EQ(mounted("a")->ring->attribute(RingEntry::commandNumber)->chunk(0), nullptr);
-   EXPECT_TRUE(mounted("a")->ring->group().empty());
-   lost->initialize();
-   pinmem.unmap("r.command.0", lost->addressVirtual(), 0); // it is mapped twice now
-}
-
 TEST_F(EntityManagerRefusal, mountGoesWellAfterAFailureAndTheEntityIsGone)
 {
    pinmem.failMap(3);
