@@ -1,5 +1,6 @@
 #include "src/Directory.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
@@ -28,7 +29,7 @@ Directory::Directory(FileDescriptor descriptor, std::string path, Trust trust)
       return;
    }
    struct stat status = {};
-   if (::fstat(number(), &status) != 0) {
+   if (systemCalls.fstat(number(), &status) != 0) {
       refuse("directory '", printable(path_), "' cannot be examined: ", systemText(errno));
    }
    bool const isOurs = status.st_uid == ::geteuid() || (trust == Trust::guarded && status.st_uid == 0);
@@ -51,7 +52,8 @@ Directory Directory::open(std::string const& path, Trust trust)
 {
    std::string const plain = withoutTrailingSlashes(path);
    int const follow = trust == Trust::shared ? 0 : O_NOFOLLOW;
-   FileDescriptor descriptor(::open(plain.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | follow));
+   FileDescriptor descriptor(
+      systemCalls.openat(AT_FDCWD, plain.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | follow, 0));
    if (!descriptor.isOpen()) {
       refuse(
          "directory '", printable(plain), "' cannot be opened: ", systemText(errno),
@@ -63,13 +65,13 @@ Directory Directory::open(std::string const& path, Trust trust)
 bool Directory::isRemoved() const
 {
    struct stat status = {};
-   return ::fstat(number(), &status) == 0 && status.st_nlink == 0;
+   return systemCalls.fstat(number(), &status) == 0 && status.st_nlink == 0;
 }
 
 std::optional<Directory> Directory::child(std::string const& name, Trust trust, Missing missing) const
 {
    std::string const whole = path_ + "/" + name;
-   if (missing == Missing::create && ::mkdirat(number(), name.c_str(), 0700) != 0 && errno != EEXIST) {
+   if (missing == Missing::create && systemCalls.mkdirat(number(), name.c_str(), 0700) != 0 && errno != EEXIST) {
       int const error = errno;
       if (error == ENOENT && isRemoved()) { // a file system such as /proc gives the same error for good
          return std::nullopt;
@@ -78,7 +80,8 @@ std::optional<Directory> Directory::child(std::string const& name, Trust trust, 
          "no writable memory directory: '", printable(whole), "' cannot be made: ", systemText(error), "; make '",
          printable(path_), "' writable, or name another place with PINMEM_DIR");
    }
-   FileDescriptor descriptor(::openat(number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+   FileDescriptor descriptor(
+      systemCalls.openat(number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
    if (!descriptor.isOpen()) {
       if (errno == ENOENT) {
          return std::nullopt;
@@ -92,25 +95,32 @@ std::optional<Directory> Directory::child(std::string const& name, Trust trust, 
 
 FileDescriptor Directory::file(std::string const& name, int flags) const
 {
-   return FileDescriptor(::openat(number(), name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600));
+   return FileDescriptor(systemCalls.openat(number(), name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600));
 }
 
 std::vector<std::string> Directory::entries() const
 {
-   FileDescriptor again(::openat(number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-   std::unique_ptr<DIR, int (*)(DIR*)> const stream(::fdopendir(again.number()), &::closedir);
+   FileDescriptor again(systemCalls.openat(number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+   std::unique_ptr<DIR, int (*)(DIR*)> const stream(systemCalls.fdopendir(again.number()), &::closedir);
    if (stream == nullptr) {
       refuse("directory '", printable(path_), "' cannot be listed: ", systemText(errno));
    }
    again.release();
    std::vector<std::string> names;
-   while (dirent const* const entry = ::readdir(stream.get())) {
+   for (;;) {
+      errno = 0;
+      dirent const* const entry = systemCalls.readdir(stream.get());
+      if (entry == nullptr && errno != 0) {
+         refuse("directory '", printable(path_), "' cannot be listed: ", systemText(errno));
+      }
+      if (entry == nullptr) {
+         return names;
+      }
       std::string const name = entry->d_name;
       if (name != "." && name != "..") {
          names.push_back(name);
       }
    }
-   return names;
 }
 
 } // namespace pinmem_lib

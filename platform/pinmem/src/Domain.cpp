@@ -3,6 +3,7 @@
 #include "src/BootId.h"
 #include "src/DomainUsers.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
 #include <algorithm>
 #include <ctime>
 #include <sys/mman.h>
@@ -81,7 +82,7 @@ Domain::~Domain()
 {
    for (Known const& known : known_) {
       if (known.address != nullptr) {
-         ::munmap(known.address, known.block.capacity);
+         systemCalls.munmap(known.address, known.block.capacity);
       }
    }
 }
@@ -143,7 +144,7 @@ void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
          "; pass what pinmem_map returned");
    }
    if (--known->mapCount == 0) {
-      ::munmap(known->address, known->block.capacity);
+      systemCalls.munmap(known->address, known->block.capacity);
       known->address = nullptr;
    }
 }

@@ -1,6 +1,7 @@
 #include "src/DomainLock.h"
 #include "src/FileIdentity.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -20,7 +21,7 @@ std::string describe(Directory const& place)
 struct stat statusOf(FileDescriptor const& file)
 {
    struct stat status = {}; // all 0, no links, should fstat fail
-   ::fstat(file.number(), &status);
+   systemCalls.fstat(file.number(), &status);
    return status;
 }
 
@@ -67,7 +68,7 @@ DomainLock::~DomainLock()
 {
    if (file_.isOpen()) {
       // Closing is not enough: a child forked meanwhile by another thread shares the open file.
-      ::flock(file_.number(), LOCK_UN);
+      systemCalls.flock(file_.number(), LOCK_UN);
    }
 }
 
@@ -78,7 +79,7 @@ std::uint64_t DomainLock::fileNumber() const
 
 void DomainLock::wait(Directory const& place)
 {
-   while (::flock(file_.number(), LOCK_EX) != 0) {
+   while (systemCalls.flock(file_.number(), LOCK_EX) != 0) {
       if (errno != EINTR) {
          refuse(describe(place), " cannot be had: ", systemText(errno));
       }

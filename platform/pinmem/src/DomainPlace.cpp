@@ -28,8 +28,9 @@ std::optional<Directory> controlBaseOf(Settings const& settings, Roots const& ro
    }
    std::string const path = roots.run + "/pinmem";
    struct stat status = {};
-   bool const isOursInRun = ::lstat((path + "/" + settings.domain).c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-                            status.st_uid == ::geteuid();
+   bool const isOursInRun =
+      systemCalls.fstatat(AT_FDCWD, (path + "/" + settings.domain).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      S_ISDIR(status.st_mode) && status.st_uid == ::geteuid();
    return isOursInRun ? Directory::open(path, Trust::guarded) : userFolderOf(roots, missing);
 }
 

@@ -4,6 +4,7 @@
 #include "src/Index.h"
 #include "src/Refusal.h"
 #include "src/ShmBackend.h"
+#include "src/SystemCalls.h"
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -35,7 +36,7 @@ bool isControlEntry(std::string const& name)
 
 void removeEntry(Directory const& directory, std::string const& name, int flags)
 {
-   if (::unlinkat(directory.number(), name.c_str(), flags) != 0 && errno != ENOENT) {
+   if (systemCalls.unlinkat(directory.number(), name.c_str(), flags) != 0 && errno != ENOENT) {
       refuse(
          "'", printable(directory.path()), "/", printable(name), "' cannot be removed: ", systemText(errno),
          "; remove the cause and try again");
@@ -70,8 +71,8 @@ DomainRemoval removeDomain(Settings const& settings, Roots const& roots)
    removeEntry(place->controlBase, settings.domain, AT_REMOVEDIR);
    if (!settings.directory) {
       // Only when this was the last domain; otherwise they are not empty and stay.
-      ::rmdir(place->memoryBase.path().c_str());
-      ::rmdir(place->controlBase.path().c_str());
+      systemCalls.unlinkat(AT_FDCWD, place->memoryBase.path().c_str(), AT_REMOVEDIR);
+      systemCalls.unlinkat(AT_FDCWD, place->controlBase.path().c_str(), AT_REMOVEDIR);
    }
    return DomainRemoval::removed;
 }

@@ -1,5 +1,6 @@
 #include "src/DomainUsers.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -27,14 +28,14 @@ DomainUsers::DomainUsers(Directory const& place, Missing missing)
 
 void DomainUsers::share()
 {
-   if (::flock(file_.number(), LOCK_SH | LOCK_NB) != 0) {
+   if (systemCalls.flock(file_.number(), LOCK_SH | LOCK_NB) != 0) {
       refuse("the domain cannot be marked as in use: ", systemText(errno));
    }
 }
 
 bool DomainUsers::tryExclusive()
 {
-   return ::flock(file_.number(), LOCK_EX | LOCK_NB) == 0;
+   return systemCalls.flock(file_.number(), LOCK_EX | LOCK_NB) == 0;
 }
 
 bool DomainUsers::isAlone()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <unistd.h>
+#include "src/SystemCalls.h"
 #include <utility>
 
 namespace pinmem_lib {
@@ -24,7 +24,7 @@ public:
    ~FileDescriptor()
    {
       if (number_ >= 0) {
-         ::close(number_);
+         systemCalls.close(number_);
       }
    }
 

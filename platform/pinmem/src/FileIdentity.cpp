@@ -1,5 +1,6 @@
 #include "src/FileIdentity.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
 #include <sys/stat.h>
 
 namespace pinmem_lib {
@@ -7,7 +8,7 @@ namespace pinmem_lib {
 FileIdentity::FileIdentity(int number)
 {
    struct stat status = {};
-   isThere_ = number >= 0 && ::fstat(number, &status) == 0;
+   isThere_ = number >= 0 && systemCalls.fstat(number, &status) == 0;
    device_ = status.st_dev;
    inode_ = status.st_ino;
 }
@@ -15,7 +16,7 @@ FileIdentity::FileIdentity(int number)
 void FileIdentity::check(int number, std::string const& what) const
 {
    struct stat status = {};
-   if (!isThere_ || ::fstat(number, &status) != 0 || status.st_dev != device_ || status.st_ino != inode_) {
+   if (!isThere_ || systemCalls.fstat(number, &status) != 0 || status.st_dev != device_ || status.st_ino != inode_) {
       refuseClosed(what);
    }
    if (status.st_nlink == 0) {

@@ -1,5 +1,6 @@
 #include "src/Index.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -38,7 +39,7 @@ Index Index::open(Directory const& place)
 
 Index Index::create(Directory const& place, std::string const& bootId)
 {
-   ::unlinkat(place.number(), fileNameUnfinished, 0);
+   systemCalls.unlinkat(place.number(), fileNameUnfinished, 0);
    std::string const path = printable(place.path()) + "/" + fileName;
    FileDescriptor file = place.file(fileNameUnfinished, O_RDWR | O_CREAT | O_EXCL);
    if (!file.isOpen()) {
@@ -47,7 +48,7 @@ Index Index::create(Directory const& place, std::string const& bootId)
    Index index(std::move(file), path);
    index.header_ = IndexHeader::make(bootId);
    index.writeBytes(&index.header_, sizeof(index.header_), 0);
-   if (::renameat(place.number(), fileNameUnfinished, place.number(), fileName) != 0) {
+   if (systemCalls.renameat(place.number(), fileNameUnfinished, place.number(), fileName) != 0) {
       refuse("index '", index.path_, "' cannot be put in place: ", systemText(errno));
    }
    return index;
@@ -56,12 +57,19 @@ Index Index::create(Directory const& place, std::string const& bootId)
 bool Index::isThere(Directory const& place)
 {
    struct stat status = {};
-   return ::fstatat(place.number(), fileName, &status, AT_SYMLINK_NOFOLLOW) == 0;
+   if (systemCalls.fstatat(place.number(), fileName, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+      return true;
+   }
+   if (errno == ENOENT) {
+      return false;
+   }
+   // Taken for missing, it would be replaced by an empty one.
+   refuse("index '", printable(place.path()), "/", fileName, "' cannot be looked for: ", systemText(errno));
 }
 
 void Index::readHeader()
 {
-   if (::pread(file_.number(), &header_, sizeof(header_), 0) != static_cast<ssize_t>(sizeof(header_))) {
+   if (systemCalls.pread(file_.number(), &header_, sizeof(header_), 0) != static_cast<ssize_t>(sizeof(header_))) {
       refuse("index '", path_, "' is damaged: it is too short for its header", cure);
    }
    if (header_.magic != IndexHeader::expectedMagic) {
@@ -163,7 +171,7 @@ void Index::writeAgain(Record record)
 
 void Index::writeBytes(void const* bytes, std::size_t size, std::uint64_t offset)
 {
-   ssize_t const written = ::pwrite(file_.number(), bytes, size, static_cast<off_t>(offset));
+   ssize_t const written = systemCalls.pwrite(file_.number(), bytes, size, static_cast<off_t>(offset));
    if (written != static_cast<ssize_t>(size)) {
       refuse(
          "index '", path_, "' cannot be written: ", systemText(written < 0 ? errno : ENOSPC),
@@ -174,7 +182,7 @@ void Index::writeBytes(void const* bytes, std::size_t size, std::uint64_t offset
 Record Index::readBytes(std::uint32_t slot) const
 {
    Record record = {};
-   ssize_t const count = ::pread(file_.number(), &record, sizeof(record), static_cast<off_t>(offsetOf(slot)));
+   ssize_t const count = systemCalls.pread(file_.number(), &record, sizeof(record), static_cast<off_t>(offsetOf(slot)));
    if (count < 0) {
       refuse("index '", path_, "' cannot be read: ", systemText(errno));
    }
@@ -185,7 +193,7 @@ std::uint32_t Index::slotCountOfFile() const
 {
    identity_.check(file_.number(), "index '" + path_ + "'");
    struct stat status = {};
-   if (::fstat(file_.number(), &status) != 0) {
+   if (systemCalls.fstat(file_.number(), &status) != 0) {
       refuse("index '", path_, "' cannot be examined: ", systemText(errno));
    }
    auto const size = static_cast<std::uint64_t>(status.st_size);

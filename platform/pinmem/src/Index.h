@@ -27,6 +27,7 @@ public:
    /// Makes an empty one where there is none; it appears whole or not at all.
    static Index create(Directory const& place, std::string const& bootId);
 
+   /// @throws Refusal  when the system does not tell
    static bool isThere(Directory const& place);
 
    /// The boot in which the records' memory was made.

@@ -1,6 +1,7 @@
 #include "src/ShmBackend.h"
 #include "src/FileIdentity.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -28,7 +29,7 @@ void ShmBackend::create(Block& block)
    std::string const name = fileNameOf(block);
    constexpr int flags = O_RDWR | O_CREAT | O_EXCL;
    FileDescriptor file = data_.file(name, flags);
-   if (!file.isOpen() && errno == EEXIST && ::unlinkat(data_.number(), name.c_str(), 0) == 0) {
+   if (!file.isOpen() && errno == EEXIST && systemCalls.unlinkat(data_.number(), name.c_str(), 0) == 0) {
       file = data_.file(name, flags);
    }
    if (!file.isOpen() && errno == ENOENT) {
@@ -39,7 +40,7 @@ void ShmBackend::create(Block& block)
    }
    reserve(file, block);
    struct stat status = {};
-   if (::fstat(file.number(), &status) != 0) {
+   if (systemCalls.fstat(file.number(), &status) != 0) {
       int const error = errno;
       destroy(block);
       refuse("file '", pathOf(block), "' cannot be examined: ", systemText(error));
@@ -53,7 +54,7 @@ void ShmBackend::reserve(FileDescriptor const& file, Block const& block)
    // Now: "no memory" becomes an answer here instead of a SIGBUS at the first touch.
    for (std::uint64_t done = 0; done < block.capacity;) {
       std::uint64_t const step = std::min(reserveStep, block.capacity - done);
-      if (::fallocate(file.number(), 0, static_cast<off_t>(done), static_cast<off_t>(step)) == 0) {
+      if (systemCalls.fallocate(file.number(), 0, static_cast<off_t>(done), static_cast<off_t>(step)) == 0) {
          done += step;
          continue;
       }
@@ -75,7 +76,7 @@ std::uint64_t ShmBackend::resolve(Block const& block)
    if (block.inode == 0) {
       return 0;
    }
-   if (::fstatat(data_.number(), fileNameOf(block).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+   if (systemCalls.fstatat(data_.number(), fileNameOf(block).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
       if (errno == ENOENT) {
          return 0;
       }
@@ -91,7 +92,7 @@ void* ShmBackend::attach(Block const& block)
 {
    FileDescriptor const file = data_.file(fileNameOf(block), O_RDWR);
    struct stat status = {};
-   if (!file.isOpen() || ::fstat(file.number(), &status) != 0) {
+   if (!file.isOpen() || systemCalls.fstat(file.number(), &status) != 0) {
       refuse("file '", pathOf(block), "' cannot be opened: ", systemText(errno), "; allocate the block again");
    }
    if (!S_ISREG(status.st_mode) || status.st_dev != block.device || status.st_ino != block.inode) {
@@ -100,19 +101,20 @@ void* ShmBackend::attach(Block const& block)
    if (static_cast<std::uint64_t>(status.st_size) < block.capacity) {
       refuse("file '", pathOf(block), "' was cut to ", status.st_size, " bytes; run: pinmemctl remove-domain");
    }
-   void* const address = ::mmap(nullptr, block.capacity, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
+   void* const address =
+      systemCalls.mmap(nullptr, block.capacity, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
    if (address == MAP_FAILED) {
       refuse(
          block.capacity, " bytes cannot be mapped: ", systemText(errno),
          "; see 'ulimit -v' and /proc/sys/vm/max_map_count");
    }
-   ::madvise(address, block.capacity, MADV_DONTDUMP);
+   systemCalls.madvise(address, block.capacity, MADV_DONTDUMP);
    return address;
 }
 
 void ShmBackend::destroy(Block const& block)
 {
-   ::unlinkat(data_.number(), fileNameOf(block).c_str(), 0);
+   systemCalls.unlinkat(data_.number(), fileNameOf(block).c_str(), 0);
 }
 
 std::string ShmBackend::fileNameOf(Block const& block)

@@ -1,4 +1,5 @@
 #include "src/ShmBackend.h"
+#include "src/SystemCalls.h"
 #include "test/support/RefusalOf.h"
 #include "test/support/TemporaryDirectory.h"
 #include <algorithm>
@@ -10,7 +11,6 @@
 #include <iterator>
 #include <sys/mman.h>
 #include <sys/statvfs.h>
-#include <sys/syscall.h>
 #include <utility>
 #include <vector>
 
@@ -25,10 +25,8 @@ std::deque<int> errorsToCome;
 /// Where and how much the calls so far wanted.
 std::vector<std::pair<off_t, off_t>> reservations;
 
-} // namespace
-
-/// Stands before the system's in this program.
-extern "C" int fallocate(int number, int mode, off_t offset, off_t length)
+/// Stands in the table of system calls.
+int reserve(int number, int mode, off_t offset, off_t length)
 {
    reservations.emplace_back(offset, length);
    int error = 0;
@@ -40,10 +38,8 @@ extern "C" int fallocate(int number, int mode, off_t offset, off_t length)
       errno = error;
       return -1;
    }
-   return static_cast<int>(::syscall(SYS_fallocate, number, mode, offset, length));
+   return ::fallocate(number, mode, offset, length);
 }
-
-namespace {
 
 class ShmBackendTest : public testing::Test {
 protected:
@@ -51,7 +47,10 @@ protected:
    {
       errorsToCome.clear();
       reservations.clear();
+      systemCalls.fallocate = reserve;
    }
+
+   ~ShmBackendTest() override { systemCalls.fallocate = ::fallocate; }
 
    TemporaryDirectory const temporary_;
    ShmBackend sut_{Directory::open(temporary_.path(), Directory::Trust::guarded)};
