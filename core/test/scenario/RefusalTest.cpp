@@ -107,7 +107,7 @@ TEST(Refusal, blockThatAnotherProcessMadeSmaller)
    EXPECT_EQ(
       result.output, std::string("Memory/Control/Detail/Chunk.cpp\n"
                                  "pinmem: 'block': 1000000 bytes are asked for, but the block was made with 64 bytes "
-                                 "and has room for 4096; ask for no more, or use another name") +
+                                 "and has room for 64; ask for no more, or use another name") +
                         nothingBuilt);
 }
 

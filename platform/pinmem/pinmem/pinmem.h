@@ -29,14 +29,16 @@ extern "C" {
 ///
 /// @param name   1 to 255 bytes, any byte but NUL; longer names are refused, never cut
 /// @param size   in bytes; 0 gives the smallest unit, recorded with size 0. A new block reads as zero. A known block is
-///               returned as it is, contents untouched, when `size` fits its capacity (its size rounded up to whole
-///               pages), and refused otherwise.
+///               returned as it is, contents untouched, when `size` fits its capacity (its size rounded up to a multiple
+///               of 64, or to whole pages when it has memory of its own), and refused otherwise.
 /// @param owner  label kept in the block's record, for people; null counts as empty, and only the first 255 bytes are
 ///               kept. The first allocation decides; later ones may come from another owner.
-/// @param flags  0: DMA memory, frugal. 4: DMA memory, roomy. 1: ordinary memory, not for devices. A DMA block may be
-///               asked for as ordinary memory; the reverse is refused, as is every other flag.
-/// @return the block's bus address (ordinary memory: a token, unique in the domain, bit 63 set), aligned to 64 bytes
-///         or more; 0 when refused. With the `shm` backend bus addresses are simulated: unique in the domain, stable,
+/// @param flags  0: DMA memory, frugal: always packed side by side with other blocks. 4: DMA memory, roomy: from 1 MiB on
+///               memory of its own. 1: ordinary memory, not for devices, placed like 4. A DMA block may be asked for as
+///               ordinary memory; the reverse is refused, as is every other flag.
+/// @return the block's bus address (ordinary memory: a token, unique in the domain, bit 63 set), aligned to 64 bytes,
+///         and to 4096 when the size is a multiple of that; a block of up to 4096 bytes does not cross a multiple of 4096.
+///         0 when refused. With the `shm` backend bus addresses are simulated: unique in the domain, stable,
 ///         never overlapping, and with bit 63 set so that no device can reach them.
 /// Cost: a name this process knows: one hash lookup under a mutex, no system call. A new block: some ten system calls
 ///       and the clearing of its pages.
@@ -49,12 +51,13 @@ pinmem_alloc_func(char const* name, std::uint32_t size, char const* owner, std::
 /// @param mode      pass 1; other values are refused
 /// @param reserved1 pass 0; other values are refused
 /// @param reserved2 like `reserved1`
-/// @return the virtual address, page aligned; 0 when refused. Each successful call counts once and wants its
+/// @return the virtual address, aligned like the bus address; 0 when refused. Each successful call counts once and wants its
 ///         `pinmem_unmap`; while a block is mapped, further calls return the same address.
 /// Cost: a mapped block: one hash lookup under a mutex; otherwise four system calls.
 PINMEM_EXPORT std::uint64_t pinmem_map(char const* name, int mode, std::uint64_t reserved1, std::uint64_t reserved2);
 
-/// Releases one `pinmem_map` of `name`; the last one removes the mapping. The block itself stays in the domain.
+/// Releases one `pinmem_map` of `name`. The last one removes the mapping of a block that has memory of its own; the
+/// arena of a packed block stays mapped until the process ends. The block itself stays in the domain.
 ///
 /// @param virtualAddress what `pinmem_map` returned
 /// @param reserved       pass 0; not looked at

@@ -12,13 +12,20 @@ namespace pinmem_lib {
 
 namespace {
 
-/// No device reaches an address with bit 63 set. The rest keeps the first block away from a mere bit 63.
-constexpr std::uint64_t addressBusFirst = 0x8000'0001'0000'0000U;
+/// From this size on a block that is not frugal gets memory of its own, in bytes.
+constexpr std::uint64_t roomyFrom = 1U << 20;
 
-std::uint64_t capacityFor(std::uint32_t size)
+/// The smallest arena, in bytes.
+constexpr std::uint64_t arenaSize = 2U << 20;
+
+std::uint64_t roundedUp(std::uint64_t value, std::uint64_t step)
 {
-   static auto const page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-   return std::max<std::uint64_t>((std::uint64_t{size} + page - 1) / page * page, page);
+   return (value + step - 1) / step * step;
+}
+
+bool isPacked(Block const& block)
+{
+   return block.flags == BlockFlags::dmaFrugal || block.size < roomyFrom;
 }
 
 Index openIndex(DomainPlace const& place, std::string const& boot)
@@ -74,15 +81,14 @@ Domain::Domain(DomainPlace place, std::uint64_t lockNumber, DomainUsers users, I
      lockNumber_(lockNumber),
      users_(std::move(users)),
      index_(std::move(index)),
-     shm_(std::move(place_.data)),
-     addressBusNext_(addressBusFirst)
+     shm_(std::move(place_.data))
 {}
 
 Domain::~Domain()
 {
-   for (Known const& known : known_) {
-      if (known.address != nullptr) {
-         systemCalls.munmap(known.address, known.block.capacity);
+   for (Entry const& entry : catalog_.entries()) {
+      if (entry.address != nullptr) {
+         systemCalls.munmap(entry.address, entry.block.capacity);
       }
    }
 }
@@ -90,172 +96,155 @@ Domain::~Domain()
 std::uint64_t Domain::allocate(std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags)
 {
    std::lock_guard const guard(mutex_);
-   Known* known = findResolved(name);
-   if (known == nullptr) {
-      DomainLock const held = lock();
-      known = findInIndex(name);
-      if (known == nullptr) {
-         return make(name, size, owner, flags);
-      }
-      if (!resolve(*known)) {
-         // Memory of an earlier boot (no inode) is nobody's any more.
-         if (known->block.inode != 0 && !users_.isAlone()) {
-            refuse(
-               "the memory of this block is gone, but processes that use the domain may have it mapped, and devices "
-               "may use its bus address; end the domain's other processes, then allocate it again");
-         }
-         known->block = remake(known->block, name, size, owner, flags);
-         known->isResolved = true;
-      }
+   Entry* block = findHeld(name);
+   if (block != nullptr) {
+      checkConflict(block->block, size, flags);
+      return block->block.addressBus;
    }
-   checkConflict(known->block, size, flags);
-   return known->block.addressBus;
+   DomainLock const held = lock();
+   block = confirm(name);
+   if (block == nullptr) {
+      Block fresh = {};
+      fresh.arena = Block::noArena;
+      block = &catalog_.insert(name, fresh);
+      try {
+         make(*block, size, owner, flags);
+      } catch (...) {
+         catalog_.remove(*block);
+         throw;
+      }
+      return block->block.addressBus;
+   }
+   if (!isThere(*block)) {
+      // That of an arena that was made anew is nobody's any more.
+      Entry const& region = regionOf(*block);
+      bool const isLeft = block->block.isPacked() && block->block.arenaGeneration != region.block.generation;
+      if (!isLeft && !isLossOurs(region)) {
+         refuse(
+            "the memory of this block is gone, but processes that use the domain may have it mapped, and devices may "
+            "use its bus address; end the domain's other processes, then allocate it again");
+      }
+      make(*block, size, owner, flags);
+      return block->block.addressBus;
+   }
+   checkConflict(block->block, size, flags);
+   use(*block);
+   return block->block.addressBus;
 }
 
 std::uint64_t Domain::map(std::string_view name)
 {
    std::lock_guard const guard(mutex_);
-   Known* known = findResolved(name);
-   if (known == nullptr || !tryAttach(*known)) {
+   Entry* block = findHeld(name);
+   if (block == nullptr || !tryAttach(*block)) {
       DomainLock const held = lock();
-      known = findInIndex(name);
-      if (known == nullptr) {
+      block = confirm(name);
+      if (block == nullptr) {
          refuse("there is no block of this name in '", printable(path()), "'; allocate it first");
       }
-      if (!resolve(*known)) {
+      if (!isThere(*block)) {
          refuse("the memory of this block is gone; allocate it again");
       }
-      attach(*known);
+      use(*block);
    }
-   ++known->mapCount;
-   return reinterpret_cast<std::uintptr_t>(known->address);
+   ++block->mapCount;
+   return addressOf(*block);
 }
 
 void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
 {
    std::lock_guard const guard(mutex_);
-   Known* const known = find(name);
-   if (known == nullptr || known->address == nullptr) {
+   Entry* const block = catalog_.find(name);
+   if (block == nullptr || block->mapCount == 0) {
       refuse("this block is not mapped in this process; each pinmem_map wants one pinmem_unmap");
    }
-   if (reinterpret_cast<std::uintptr_t>(known->address) != addressVirtual) {
+   std::uint64_t const address = addressOf(*block);
+   if (address != addressVirtual) {
       refuse(
-         "this block is mapped at ", known->address, ", not at ", reinterpret_cast<void*>(addressVirtual),
-         "; pass what pinmem_map returned");
+         "this block is mapped at ", reinterpret_cast<void*>(address), ", not at ",
+         reinterpret_cast<void*>(addressVirtual), "; pass what pinmem_map returned");
    }
-   if (--known->mapCount == 0) {
-      systemCalls.munmap(known->address, known->block.capacity);
-      known->address = nullptr;
+   if (--block->mapCount == 0 && block->address != nullptr) {
+      systemCalls.munmap(block->address, block->block.capacity);
+      block->address = nullptr;
    }
+}
+
+std::uint64_t Domain::addressOf(Entry& block)
+{
+   return reinterpret_cast<std::uintptr_t>(catalog_.regionOf(block)->address) + block.block.offset;
 }
 
 std::vector<Record> Domain::records()
 {
-   std::lock_guard const guard(mutex_);
-   DomainLock const held = lock();
-   refresh();
-   std::vector<Record> result;
-   for (auto const& [name, known] : byName_) {
-      if (std::optional<Record> const record = index_.read(known->block.slot)) {
-         result.push_back(*record);
-      }
-   }
+   std::vector<Record> result = allRecords();
+   std::erase_if(result, [](Record const& record) { return record.isArena(); });
    std::sort(result.begin(), result.end(), [](Record const& left, Record const& right) {
       return left.block.addressBus < right.block.addressBus;
    });
    return result;
 }
 
+std::vector<Record> Domain::arenas()
+{
+   std::vector<Record> result = allRecords();
+   std::erase_if(result, [](Record const& record) { return !record.isArena(); });
+   return result;
+}
+
+std::vector<Record> Domain::allRecords()
+{
+   std::lock_guard const guard(mutex_);
+   DomainLock const held = lock();
+   index_.readAgain();
+   std::vector<Record> result;
+   refresh(&result);
+   return result;
+}
+
 std::set<std::uint32_t> Domain::damaged()
 {
    std::lock_guard const guard(mutex_);
-   return index_.damaged();
+   std::set<std::uint32_t> slots = index_.damaged();
+   slots.insert(catalog_.contradictions().begin(), catalog_.contradictions().end());
+   return slots;
 }
 
-void Domain::refresh()
+void Domain::refresh(std::vector<Record>* copies)
 {
-   index_.refresh([this](Record const& record) {
-      addressBusNext_ = std::max(addressBusNext_, record.block.addressBus + record.block.capacity);
-      Known* const known = find(record.name());
-      if (known == nullptr) {
-         remember(record.name(), record.block);
-      } else if (known->address == nullptr) {
-         known->block = record.block;
-         known->isResolved = false;
-      }
-   });
+   index_.refresh(
+      [this] { catalog_.forget(); },
+      [&](Record const& record) {
+         catalog_.add(record);
+         if (copies != nullptr) {
+            copies->push_back(record);
+         }
+      });
+   catalog_.settle();
 }
 
-Domain::Known* Domain::find(std::string_view name)
+Entry* Domain::findHeld(std::string_view name)
 {
-   auto const found = byName_.find(name);
-   return found == byName_.end() ? nullptr : found->second;
+   Entry* const block = catalog_.find(name);
+   return block != nullptr && block->isHeld ? block : nullptr;
 }
 
-Domain::Known& Domain::remember(std::string_view name, Block const& block)
-{
-   Known& known = known_.emplace_back(Known{std::string(name), block});
-   byName_.emplace(known.name, &known);
-   return known;
-}
-
-Domain::Known* Domain::findResolved(std::string_view name)
-{
-   Known* const known = find(name);
-   if (known == nullptr || known->isResolved) {
-      return known;
-   }
-   // No lock: the memory is made anew only under another generation, and only once this one is gone.
-   try {
-      return resolve(*known) ? known : nullptr;
-   } catch (Refusal const&) {
-      return nullptr;
-   }
-}
-
-void Domain::attach(Known& known)
-{
-   if (known.address == nullptr) {
-      known.isResolved = false; // should its memory be gone, the next call looks again
-      known.address = backendOf(known.block).attach(known.block);
-      known.isResolved = true;
-   }
-}
-
-bool Domain::tryAttach(Known& known)
-{
-   try {
-      attach(known);
-      return true;
-   } catch (Refusal const&) {
-      return false;
-   }
-}
-
-DomainLock Domain::lock()
-{
-   DomainLock held = DomainLock::takeAgain(place_.control, lockNumber_);
-   users_.check();
-   return held;
-}
-
-Domain::Known* Domain::findInIndex(std::string_view name)
+Entry* Domain::confirm(std::string_view name)
 {
    refresh();
-   Known* const known = find(name);
-   if (known == nullptr) {
+   Entry* block = catalog_.find(name);
+   if (block == nullptr) {
       return nullptr;
    }
-   std::optional<Record> const record = index_.read(known->block.slot);
-   if (!record || record->name() != name) {
-      // Not pinmem's doing: a record, once written, stays or is replaced.
-      index_.lookAgain(known->block.slot);
-      byName_.erase(known->name);
+   std::optional<Record> record = index_.read(block->block.slot);
+   if (!record || record->name() != name || record->block.generation != block->block.generation) {
+      // Not pinmem's doing: whoever changes a record announces it.
+      block->isHeld = false;
+      index_.readAgain();
       refresh();
-      return find(name);
+      block = catalog_.find(name);
    }
-   known->block = record->block;
-   return known;
+   return block;
 }
 
 void Domain::checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const
@@ -270,68 +259,231 @@ void Domain::checkConflict(Block const& block, std::uint32_t size, std::uint32_t
    }
 }
 
-std::uint64_t Domain::make(std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags)
+bool Domain::tryAttach(Entry& block)
 {
-   Block slot = {};
-   slot.slot = index_.slotForNew();
-   // Remembered first: once the record is written nothing may fail.
-   Known& known = remember(name, slot);
+   Entry* const region = catalog_.regionOf(block);
+   if (region == nullptr) {
+      return false;
+   }
    try {
-      known.block = remake(slot, name, size, owner, flags);
-   } catch (...) {
-      byName_.erase(known.name);
-      known_.pop_back();
-      throw;
-   }
-   known.isResolved = true;
-   return known.block.addressBus;
-}
-
-Block Domain::remake(
-   Block block, std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags)
-{
-   Block const earlier = block;
-   std::uint64_t const capacity = capacityFor(size);
-   if (capacity > block.capacity) {
-      block.capacity = capacity;
-      block.addressBus = newAddressBus();
-   }
-   ++block.generation;
-   block.backend = static_cast<std::uint32_t>(BackendKind::shm);
-   block.flags = flags;
-   block.size = size;
-   block.timeCreated = ::time(nullptr);
-   block.uid = ::geteuid();
-   Backend& backend = backendOf(block);
-   if (earlier.generation != 0) {
-      backend.destroy(earlier); // a file of an earlier boot, where files outlive it
-   }
-   backend.create(block);
-   try {
-      index_.write(Record::make(block, name, owner));
+      attach(*region);
+      return true;
    } catch (Refusal const&) {
-      backend.destroy(block);
-      throw;
+      return false;
    }
-   addressBusNext_ = std::max(addressBusNext_, block.addressBus + block.capacity);
-   return block;
 }
 
-std::uint64_t Domain::newAddressBus() const
+DomainLock Domain::lock()
 {
-   if (!index_.damaged().empty()) {
+   DomainLock held = DomainLock::takeAgain(place_.control, lockNumber_);
+   users_.check();
+   return held;
+}
+
+Entry& Domain::regionOf(Entry& block)
+{
+   Entry* const region = catalog_.regionOf(block);
+   if (region == nullptr) {
       refuse(
-         "record ", *index_.damaged().begin(), " of index '", index_.path(),
+         "the record of the arena that holds this block, record ", block.block.arena, " of index '", index_.path(),
+         "', is damaged; end the domain's processes and run: pinmemctl remove-domain");
+   }
+   return *region;
+}
+
+bool Domain::isThere(Entry& block)
+{
+   Block const& region = regionOf(block).block;
+   return (!block.block.isPacked() || block.block.arenaGeneration == region.generation) &&
+          backendOf(region).isThere(region);
+}
+
+void Domain::use(Entry& block)
+{
+   Entry& region = regionOf(block);
+   attach(region);
+   users_.hold(block.block.slot);
+   block.isHeld = true;
+}
+
+void Domain::attach(Entry& region)
+{
+   if (region.address == nullptr) {
+      region.address = backendOf(region.block).attach(region.block);
+   }
+}
+
+void Domain::make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags)
+{
+   Block const earlier = block.block;
+   bool const isNew = earlier.generation == 0;
+   Block fresh = earlier;
+   ++fresh.generation;
+   fresh.flags = flags;
+   fresh.size = size;
+   fresh.timeCreated = ::time(nullptr);
+   fresh.uid = ::geteuid();
+   fresh.node = -1;
+   fresh.backend = static_cast<std::uint32_t>(kindFor(flags));
+   Backend& backend = backendOf(fresh);
+   fresh.capacity = isPacked(fresh) ? ArenaSpace::capacityFor(size) : roundedUp(size, backend.unit());
+   bool const isPlaceKept = !isNew && fresh.backend == earlier.backend && isPacked(fresh) == earlier.isPacked() &&
+                            fresh.capacity <= earlier.capacity;
+   if (isPlaceKept) {
+      fresh.capacity = earlier.capacity;
+   } else {
+      checkWhole();
+   }
+   if (!isNew && !earlier.isPacked()) {
+      backendOf(earlier).destroy(earlier); // a file of an earlier boot, where files outlive it
+   }
+   Entry* arena = nullptr;
+   if (isPacked(fresh)) {
+      arena = isPlaceKept ? catalog_.arena(earlier.arena) : &takePlace(fresh);
+   }
+   if (isPlaceKept && arena != nullptr && !tryRestore(*arena)) {
+      refuse("the memory of this block is gone; end the domain's other processes, then allocate it again");
+   }
+   if (isNew) {
+      fresh.slot = index_.slotForNew(); // only now: a new arena has taken one
+   }
+   void* address = nullptr;
+   try {
+      if (arena != nullptr) {
+         backend.provide(arena->block, arena->address, fresh.offset, fresh.capacity);
+         fresh.arenaGeneration = arena->block.generation;
+         fresh.addressBus = arena->block.addressBus + fresh.offset;
+      } else {
+         address = createRegion(fresh, isPlaceKept, Backend::Reserve::whole);
+      }
+      users_.hold(fresh.slot);
+      index_.write(Record::make(fresh, block.name, owner));
+   } catch (...) {
+      users_.release(fresh.slot);
+      if (arena != nullptr && !isPlaceKept) {
+         arena->space.giveBack(fresh.offset, fresh.capacity);
+      }
+      if (address != nullptr) {
+         systemCalls.munmap(address, fresh.capacity);
+         backend.destroy(fresh);
+      }
+      throw;
+   }
+   if (Entry* const left = catalog_.regionOf(block); !isNew && !isPlaceKept && earlier.isPacked() && left != nullptr) {
+      left->space.giveBack(earlier.offset, earlier.capacity);
+   }
+   block.block = fresh;
+   block.address = address;
+   block.isHeld = true;
+}
+
+void* Domain::createRegion(Block& region, bool isAddressKept, Backend::Reserve reserve)
+{
+   Backend& backend = backendOf(region);
+   region.arena = Block::noArena;
+   region.offset = 0;
+   if (!isAddressKept) {
+      region.addressBus = catalog_.addressBusNext();
+   }
+   void* const address = backend.create(region, reserve);
+   try {
+      region.addressBus = backend.resolve(region, address);
+   } catch (...) {
+      systemCalls.munmap(address, region.capacity);
+      backend.destroy(region);
+      throw;
+   }
+   catalog_.addressesAreTaken(region);
+   return address;
+}
+
+Entry& Domain::takePlace(Block& block)
+{
+   std::optional<Catalog::Place> place = catalog_.placeFor(block, [this](Entry& arena) { return tryRestore(arena); });
+   if (!place) {
+      place = Catalog::Place{&newArena(block), 0};
+   }
+   place->arena->space.take(place->offset, block.capacity);
+   block.arena = place->arena->block.slot;
+   block.offset = place->offset;
+   return *place->arena;
+}
+
+Entry& Domain::newArena(Block const& like)
+{
+   Block arena = {};
+   arena.slot = index_.slotForNew();
+   arena.backend = like.backend;
+   arena.uid = like.uid;
+   arena.node = like.node;
+   arena.capacity = roundedUp(std::max(like.capacity, arenaSize), backendOf(like).unit());
+   Entry& entry = catalog_.insert("", arena);
+   try {
+      renewArena(entry, false);
+   } catch (...) {
+      catalog_.remove(entry);
+      throw;
+   }
+   return entry;
+}
+
+bool Domain::tryRestore(Entry& arena)
+{
+   if (arena.address != nullptr) {
+      return true;
+   }
+   Backend& backend = backendOf(arena.block);
+   if (backend.isThere(arena.block)) {
+      attach(arena);
+      return true;
+   }
+   if (!isLossOurs(arena)) {
+      return false;
+   }
+   backend.destroy(arena.block);
+   renewArena(arena, true);
+   return true;
+}
+
+bool Domain::isLossOurs(Entry const& region)
+{
+   // Memory of an earlier boot (no inode) is nobody's any more.
+   return region.block.inode == 0 || (region.address == nullptr && users_.isAlone());
+}
+
+void Domain::renewArena(Entry& arena, bool isAddressKept)
+{
+   Block fresh = arena.block;
+   ++fresh.generation;
+   fresh.size = fresh.capacity;
+   fresh.timeCreated = ::time(nullptr);
+   void* const address = createRegion(fresh, isAddressKept, Backend::Reserve::parts);
+   try {
+      index_.write(Record::make(fresh, "", ""));
+   } catch (...) {
+      systemCalls.munmap(address, fresh.capacity);
+      backendOf(fresh).destroy(fresh);
+      throw;
+   }
+   arena.block = fresh;
+   arena.address = address;
+}
+
+void Domain::checkWhole()
+{
+   std::set<std::uint32_t> slots = index_.damaged();
+   slots.insert(catalog_.contradictions().begin(), catalog_.contradictions().end());
+   if (!slots.empty()) {
+      refuse(
+         "record ", *slots.begin(), " of index '", index_.path(),
          "' is damaged: it may be this block's, and its bus addresses are not known; no new block is made and none "
          "grows; end the domain's processes and run: pinmemctl remove-domain");
    }
-   return addressBusNext_;
 }
 
-bool Domain::resolve(Known& known)
+BackendKind Domain::kindFor(std::uint32_t) const
 {
-   known.isResolved = backendOf(known.block).resolve(known.block) != 0;
-   return known.isResolved;
+   return BackendKind::shm;
 }
 
 Backend& Domain::backendOf(Block const& block)

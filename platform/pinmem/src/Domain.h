@@ -1,18 +1,17 @@
 #pragma once
 
+#include "src/Catalog.h"
 #include "src/DomainLock.h"
 #include "src/DomainPlace.h"
 #include "src/DomainUsers.h"
 #include "src/Index.h"
 #include "src/ShmBackend.h"
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace pinmem_lib {
@@ -49,53 +48,63 @@ public:
    /// The records of all blocks, in the order of their bus addresses.
    std::vector<Record> records();
 
-   /// Which records are damaged, as numbers of their slots.
+   /// The records of all arenas, in the order of their slots.
+   std::vector<Record> arenas();
+
+   /// Which records are damaged or contradict others, as numbers of their slots.
    std::set<std::uint32_t> damaged();
 
    /// The domain's control folder, for people.
    std::string const& path() const { return place_.control.path(); }
 
 private:
-   struct Known {
-      std::string name;
-      Block block;
-      bool isResolved = false; ///< its memory was seen by this process
-      void* address = nullptr; ///< null: not mapped
-      std::uint64_t mapCount = 0;
-   };
-
    Domain(DomainPlace place, std::uint64_t lockNumber, DomainUsers users, Index index);
 
-   /// The block, if this process has heard of it, whatever has become of it.
-   Known* find(std::string_view name);
-   Known& remember(std::string_view name, Block const& block);
-   /// The block, if this process knows it and its memory is there; null: the index must tell, also why not.
-   Known* findResolved(std::string_view name);
-   /// Maps it, unless it is.
-   void attach(Known& known);
-   /// Like `attach`, by what this process remembers; false: the index must tell.
-   bool tryAttach(Known& known);
-   /// Whether its memory is there.
-   bool resolve(Known& known);
+   /// The block, if this process holds it already.
+   Entry* findHeld(std::string_view name);
+   /// Maps the region of a block that this process holds; false: the index must tell.
+   bool tryAttach(Entry& block);
    void checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const;
    Backend& backendOf(Block const& block);
+   /// The backend for a new block.
+   BackendKind kindFor(std::uint32_t flags) const;
+
+   std::uint64_t addressOf(Entry& block);
+   std::vector<Record> allRecords();
 
    /// Takes the domain's lock, and makes sure that the files of the domain still are.
    DomainLock lock();
 
    // The domain's lock is held in each of these.
 
-   /// Takes in what other processes have added, also in place of what they have lost.
-   void refresh();
+   /// Takes in what other processes have changed.
+   /// @param copies  gets the records that were read; null: nobody wants them
+   void refresh(std::vector<Record>* copies = nullptr);
    /// The block as the index has it now; null when there is none.
-   Known* findInIndex(std::string_view name);
-   std::uint64_t make(std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags);
-   /// Gives a block, or a slot without one, new memory and a record. A block keeps its bus address, unless it grows.
-   /// @return what is recorded
-   Block remake(Block block, std::string_view name, std::uint32_t size, std::string_view owner, std::uint32_t flags);
-   /// Where a new range of bus addresses may start.
+   Entry* confirm(std::string_view name);
+   /// The region that holds the block.
+   /// @throws Refusal  when the index does not have it
+   Entry& regionOf(Entry& block);
+   /// Whether the block's memory is there.
+   bool isThere(Entry& block);
+   /// Counts this process in as the block's user and maps the region that holds it.
+   void use(Entry& block);
+   void attach(Entry& region);
+   /// Gives a block new memory and a record: one that is there and lost its memory, or a new one, without generation.
+   void make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags);
+   /// Makes and maps a region's memory; a simulated bus address is the one that is there or a new one.
+   void* createRegion(Block& region, bool isAddressKept, Backend::Reserve reserve);
+   /// Takes a place for a packed block in an arena that has room, or in a new one.
+   Entry& takePlace(Block& block);
+   Entry& newArena(Block const& like);
+   /// Maps an arena; gives it new memory if it has lost its own and nobody can use that.
+   bool tryRestore(Entry& arena);
+   /// Whether nobody else can still use memory that is gone.
+   bool isLossOurs(Entry const& region);
+   void renewArena(Entry& arena, bool isAddressKept);
+   /// Makes sure that nobody else can have what a new place overlaps.
    /// @throws Refusal  when a record is damaged, since nobody can tell what its range was
-   std::uint64_t newAddressBus() const;
+   void checkWhole();
 
    std::mutex mutex_;
    DomainPlace place_;
@@ -103,9 +112,7 @@ private:
    DomainUsers users_;
    Index index_;
    ShmBackend shm_;
-   std::uint64_t addressBusNext_;
-   std::deque<Known> known_;
-   std::unordered_map<std::string_view, Known*> byName_; ///< keys are the names in `known_`
+   Catalog catalog_;
 };
 
 } // namespace pinmem_lib

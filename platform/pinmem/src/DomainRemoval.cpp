@@ -3,7 +3,7 @@
 #include "src/DomainUsers.h"
 #include "src/Index.h"
 #include "src/Refusal.h"
-#include "src/ShmBackend.h"
+#include "src/RegionFiles.h"
 #include "src/SystemCalls.h"
 #include <algorithm>
 #include <cerrno>
@@ -56,7 +56,7 @@ DomainRemoval removeDomain(Settings const& settings, Roots const& roots)
    if (!users.tryExclusive()) {
       return DomainRemoval::inUse;
    }
-   checkEntries(place->data, &ShmBackend::isFileName);
+   checkEntries(place->data, &RegionFiles::isName);
    checkEntries(place->memory, &isControlEntry);
    checkEntries(place->control, &isControlEntry);
 

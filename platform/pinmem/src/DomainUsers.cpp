@@ -4,10 +4,25 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 namespace pinmem_lib {
 
 using Missing = Directory::Missing;
+
+namespace {
+
+struct flock byteOf(std::uint32_t slot, short type)
+{
+   struct flock range = {};
+   range.l_type = type;
+   range.l_whence = SEEK_SET;
+   range.l_start = slot;
+   range.l_len = 1;
+   return range;
+}
+
+} // namespace
 
 DomainUsers::DomainUsers(Directory const& place, Missing missing)
    : what_("file '" + printable(place.path()) + "/users'"),
@@ -43,6 +58,29 @@ bool DomainUsers::isAlone()
    bool const isAlone = tryExclusive();
    share();
    return isAlone;
+}
+
+void DomainUsers::hold(std::uint32_t slot)
+{
+   struct flock range = byteOf(slot, F_RDLCK);
+   if (systemCalls.lockRange(file_.number(), F_OFD_SETLK, &range) != 0) {
+      refuse("the block cannot be marked as in use: ", systemText(errno));
+   }
+}
+
+void DomainUsers::release(std::uint32_t slot)
+{
+   struct flock range = byteOf(slot, F_UNLCK);
+   systemCalls.lockRange(file_.number(), F_OFD_SETLK, &range);
+}
+
+bool DomainUsers::isHeldByOthers(std::uint32_t slot) const
+{
+   struct flock range = byteOf(slot, F_WRLCK);
+   if (systemCalls.lockRange(file_.number(), F_OFD_GETLK, &range) != 0) {
+      refuse("nobody can tell whether the block is in use: ", systemText(errno));
+   }
+   return range.l_type != F_UNLCK;
 }
 
 void DomainUsers::check() const

@@ -2,12 +2,14 @@
 
 #include "src/Directory.h"
 #include "src/FileIdentity.h"
+#include <cstdint>
 #include <string>
 
 namespace pinmem_lib {
 
 /// Says whether a domain is in use: each process that uses it holds a shared `flock` on one file until it ends. A
-/// forked child shares its parent's, and is not counted apart.
+/// forked child shares its parent's, and is not counted apart. Users of a single block hold a shared lock on the byte of
+/// that file that has the number of the block's record; the kernel lets go of both kinds when a process dies.
 ///
 /// The caller holds the domain's lock during every call, so that none of them ever waits.
 class DomainUsers {
@@ -25,6 +27,15 @@ public:
 
    /// Whether nobody but this process is counted in; it stays so.
    bool isAlone();
+
+   /// Counts this process in as a user of one block until the object is destroyed or `release` is called.
+   /// @throws Refusal  when the system refuses
+   void hold(std::uint32_t slot);
+
+   void release(std::uint32_t slot);
+
+   /// Whether a process other than this one is counted in as a user of the block.
+   bool isHeldByOthers(std::uint32_t slot) const;
 
    /// Makes sure that this process still counts.
    /// @throws Refusal  when the file was removed, or its descriptor closed by somebody else in this process

@@ -1,9 +1,12 @@
 #include "src/Index.h"
 #include "src/Refusal.h"
 #include "src/SystemCalls.h"
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <vector>
 
 namespace pinmem_lib {
 
@@ -33,7 +36,7 @@ Index Index::open(Directory const& place)
          "index '", path, "' cannot be opened: ", systemText(errno), "; make it readable and writable for this user");
    }
    Index index(std::move(file), path);
-   index.readHeader();
+   index.header_ = index.headerOfFile();
    return index;
 }
 
@@ -67,27 +70,30 @@ bool Index::isThere(Directory const& place)
    refuse("index '", printable(place.path()), "/", fileName, "' cannot be looked for: ", systemText(errno));
 }
 
-void Index::readHeader()
+IndexHeader Index::headerOfFile() const
 {
-   if (systemCalls.pread(file_.number(), &header_, sizeof(header_), 0) != static_cast<ssize_t>(sizeof(header_))) {
+   IndexHeader header = {};
+   if (systemCalls.pread(file_.number(), &header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header))) {
       refuse("index '", path_, "' is damaged: it is too short for its header", cure);
    }
-   if (header_.magic != IndexHeader::expectedMagic) {
+   if (header.magic != IndexHeader::expectedMagic) {
       refuse("index '", path_, "' is damaged: it does not start like an index", cure);
    }
-   if (header_.checksum != header_.expectedChecksum()) {
+   if (header.checksum != header.expectedChecksum()) {
       refuse("index '", path_, "' is damaged: the checksum of its header does not fit", cure);
    }
-   if (header_.version != IndexHeader::currentVersion || header_.recordSize != sizeof(Record)) {
+   if (header.version != IndexHeader::currentVersion || header.recordSize != sizeof(Record)) {
       refuse(
-         "index '", path_, "' has version ", header_.version, ", this library reads version ",
+         "index '", path_, "' has version ", header.version, ", this library reads version ",
          IndexHeader::currentVersion, "; use the libpinmem that made it, or another domain");
    }
+   return header;
 }
 
 void Index::bootIdIs(std::string const& bootId)
 {
    // The header last: killed in between, the next process starts again, and a record that was done stays done.
+   announceChange();
    std::uint32_t const end = slotCountOfFile();
    for (std::uint32_t slot = 0; slot < end; ++slot) {
       Record const record = readBytes(slot);
@@ -97,31 +103,50 @@ void Index::bootIdIs(std::string const& bootId)
          writeAgain(Record::make(block, record.name(), record.owner()));
       }
    }
-   header_ = IndexHeader::make(bootId);
-   writeBytes(&header_, sizeof(header_), 0);
+   IndexHeader const header = IndexHeader::make(bootId, header_.changeCount);
+   writeBytes(&header, sizeof(header), 0);
+   header_ = header;
 }
 
-void Index::refresh(std::function<void(Record const&)> const& found)
+void Index::announceChange()
 {
-   auto const look = [&](std::uint32_t slot) {
-      Record const record = readBytes(slot);
-      if (record.isFree()) {
-         free_.insert(slot);
-         return;
-      }
-      if (record.isIntact(slot)) {
-         found(record);
-      } else {
-         damaged_.insert(slot);
-      }
-      free_.erase(slot);
-   };
+   IndexHeader const header = IndexHeader::make(header_.bootId(), header_.changeCount + 1);
+   writeBytes(&header, sizeof(header), 0);
+   header_ = header;
+}
+
+void Index::refresh(std::function<void()> const& forget, std::function<void(Record const&)> const& found)
+{
    std::uint32_t const end = slotCountOfFile();
-   for (std::uint32_t const slot : std::set<std::uint32_t>(free_)) {
-      look(slot);
+   IndexHeader const header = headerOfFile();
+   if (isStale_ || header.changeCount != header_.changeCount || end < slotCount_) {
+      forget();
+      free_.clear();
+      damaged_.clear();
+      slotCount_ = 0;
+      isStale_ = true; // until all is read
    }
-   for (; slotCount_ < end; ++slotCount_) {
-      look(slotCount_);
+   constexpr std::uint32_t step = 64;
+   std::vector<Record> records(std::min(step, end - slotCount_));
+   while (slotCount_ < end) {
+      std::uint32_t const count = std::min(step, end - slotCount_);
+      readBytes(slotCount_, records.data(), count);
+      for (std::uint32_t index = 0; index < count; ++index, ++slotCount_) {
+         look(slotCount_, records[index], found);
+      }
+   }
+   header_ = header;
+   isStale_ = false;
+}
+
+void Index::look(std::uint32_t slot, Record const& record, std::function<void(Record const&)> const& found)
+{
+   if (record.isFree()) {
+      free_.insert(slot);
+   } else if (record.isIntact(slot)) {
+      found(record);
+   } else {
+      damaged_.insert(slot);
    }
 }
 
@@ -140,15 +165,27 @@ std::optional<Record> Index::read(std::uint32_t slot) const
 void Index::write(Record const& record)
 {
    std::uint32_t const slot = record.block.slot;
-   if (slot < slotCount_ && free_.count(slot) == 0) {
+   if (slot == slotCount_) {
+      writeNew(record);
+      ++slotCount_;
+      return;
+   }
+   // The others look for new records only at the end.
+   announceChange();
+   if (free_.count(slot) == 0) {
       writeAgain(record);
       return;
    }
    writeNew(record);
    free_.erase(slot);
-   if (slot == slotCount_) {
-      ++slotCount_;
-   }
+}
+
+void Index::clear(std::uint32_t slot)
+{
+   announceChange();
+   std::uint64_t const commitWord = 0;
+   writeBytes(&commitWord, sizeof(commitWord), offsetOf(slot));
+   free_.insert(slot);
 }
 
 void Index::writeNew(Record record)
@@ -182,11 +219,18 @@ void Index::writeBytes(void const* bytes, std::size_t size, std::uint64_t offset
 Record Index::readBytes(std::uint32_t slot) const
 {
    Record record = {};
-   ssize_t const count = systemCalls.pread(file_.number(), &record, sizeof(record), static_cast<off_t>(offsetOf(slot)));
-   if (count < 0) {
+   readBytes(slot, &record, 1);
+   return record;
+}
+
+void Index::readBytes(std::uint32_t slot, Record* records, std::uint32_t count) const
+{
+   std::size_t const size = count * sizeof(Record);
+   ssize_t const got = systemCalls.pread(file_.number(), records, size, static_cast<off_t>(offsetOf(slot)));
+   if (got < 0) {
       refuse("index '", path_, "' cannot be read: ", systemText(errno));
    }
-   return record;
+   std::memset(reinterpret_cast<char*>(records) + got, 0, size - static_cast<std::size_t>(got));
 }
 
 std::uint32_t Index::slotCountOfFile() const

@@ -12,7 +12,7 @@
 
 namespace pinmem_lib {
 
-/// The index file of a domain: which blocks there are. Written with pwrite only, never mapped, so that a wild store of
+/// The index file of a domain: which blocks and arenas there are. Written with pwrite only, never mapped, so that a wild store of
 /// a process cannot damage it.
 ///
 /// Threads, processes: the caller holds the domain's lock during every call.
@@ -36,10 +36,13 @@ public:
    /// Notes that the memory of all records is gone, and that from now on it is made in the boot `bootId`.
    void bootIdIs(std::string const& bootId);
 
-   /// Reads what this object has neither seen nor written: records that other processes have added. Calls `found` for
-   /// each.
+   /// Brings the caller up to date: calls `found` for each record that this object has neither seen nor written. When
+   /// records were changed or freed meanwhile, or `readAgain` was called, calls `forget` first and then `found` for all.
    /// @throws Refusal  when the file was removed, or its descriptor closed by somebody else in this process
-   void refresh(std::function<void(Record const&)> const& found);
+   void refresh(std::function<void()> const& forget, std::function<void(Record const&)> const& found);
+
+   /// Makes the next `refresh` start from nothing.
+   void readAgain() { isStale_ = true; }
 
    /// One record as it is in the file now; nothing when the slot is free.
    /// @throws Refusal  when it is damaged
@@ -48,13 +51,14 @@ public:
    /// The slot that the next new record goes to. Call `refresh` before, without letting the lock go.
    std::uint32_t slotForNew() const { return free_.empty() ? slotCount_ : *free_.begin(); }
 
-   /// Makes the next `refresh` read this slot, whatever it had.
-   void lookAgain(std::uint32_t slot) { free_.insert(slot); }
-
    /// Stores a record in its slot. A process that dies in the middle leaves the slot free or the record it had; so does
    /// a refusal.
    /// @throws Refusal  when the file system refuses
    void write(Record const& record);
+
+   /// Frees a slot.
+   /// @throws Refusal  when the file system refuses; the record is still there then
+   void clear(std::uint32_t slot);
 
    /// The damaged records seen by `refresh`, each the number of a slot.
    std::set<std::uint32_t> const& damaged() const { return damaged_; }
@@ -64,12 +68,17 @@ public:
 private:
    Index(FileDescriptor file, std::string path);
 
-   void readHeader();
+   /// @throws Refusal  when it is damaged or of another version
+   IndexHeader headerOfFile() const;
+   /// Tells the other processes that they have to read everything again.
+   void announceChange();
+   void look(std::uint32_t slot, Record const& record, std::function<void(Record const&)> const& found);
    void writeNew(Record record);
    void writeAgain(Record record);
    void writeBytes(void const* bytes, std::size_t size, std::uint64_t offset);
    /// The slot's bytes; what the file does not have is 0.
    Record readBytes(std::uint32_t slot) const;
+   void readBytes(std::uint32_t slot, Record* records, std::uint32_t count) const;
    /// How many slots the file has; makes sure that it still is the index.
    std::uint32_t slotCountOfFile() const;
 
@@ -77,6 +86,7 @@ private:
    std::string path_;
    FileIdentity identity_;
    IndexHeader header_ = {};
+   bool isStale_ = false;
    std::uint32_t slotCount_ = 0;
    std::set<std::uint32_t> free_;
    std::set<std::uint32_t> damaged_;

@@ -51,13 +51,14 @@ bool Record::isIntact(std::uint32_t slot) const
           checksum == checksumAfter(this, recordChecked, sizeof(*this));
 }
 
-IndexHeader IndexHeader::make(std::string_view bootId)
+IndexHeader IndexHeader::make(std::string_view bootId, std::uint64_t changeCount)
 {
    IndexHeader header = {};
    header.magic = expectedMagic;
    header.version = currentVersion;
    header.recordSize = sizeof(Record);
    bootId.copy(header.bootIdBytes.data(), header.bootIdBytes.size() - 1);
+   header.changeCount = changeCount;
    header.checksum = header.expectedChecksum();
    return header;
 }

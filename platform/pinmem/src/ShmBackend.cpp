@@ -1,13 +1,10 @@
 #include "src/ShmBackend.h"
-#include "src/FileIdentity.h"
 #include "src/Refusal.h"
 #include "src/SystemCalls.h"
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
+#include <cstring>
+#include <unistd.h>
 
 namespace pinmem_lib {
 
@@ -17,6 +14,20 @@ namespace {
 /// process that receives many.
 constexpr std::uint64_t reserveStep = 2U << 20;
 
+std::uint64_t pageSize()
+{
+   static auto const size = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+   return size;
+}
+
+/// Whether the file has no page there that was ever written.
+bool isHole(FileDescriptor const& file, std::uint64_t offset, std::uint64_t size)
+{
+   std::uint64_t const first = offset / pageSize() * pageSize();
+   off_t const data = systemCalls.lseek(file.number(), static_cast<off_t>(first), SEEK_DATA);
+   return data < 0 ? errno == ENXIO : static_cast<std::uint64_t>(data) >= offset + size;
+}
+
 } // namespace
 
 char const* nameOf(BackendKind kind)
@@ -24,45 +35,42 @@ char const* nameOf(BackendKind kind)
    return kind == BackendKind::shm ? "shm" : "unknown";
 }
 
-void ShmBackend::create(Block& block)
+std::uint64_t ShmBackend::unit() const
 {
-   std::string const name = fileNameOf(block);
-   constexpr int flags = O_RDWR | O_CREAT | O_EXCL;
-   FileDescriptor file = data_.file(name, flags);
-   if (!file.isOpen() && errno == EEXIST && systemCalls.unlinkat(data_.number(), name.c_str(), 0) == 0) {
-      file = data_.file(name, flags);
-   }
-   if (!file.isOpen() && errno == ENOENT) {
-      refuseRemoved("directory '" + printable(data_.path()) + "'");
-   }
-   if (!file.isOpen()) {
-      refuse("file '", pathOf(block), "' cannot be made: ", systemText(errno), "; make its directory writable");
-   }
-   reserve(file, block);
-   struct stat status = {};
-   if (systemCalls.fstat(file.number(), &status) != 0) {
-      int const error = errno;
-      destroy(block);
-      refuse("file '", pathOf(block), "' cannot be examined: ", systemText(error));
-   }
-   block.device = status.st_dev;
-   block.inode = status.st_ino;
+   return pageSize();
 }
 
-void ShmBackend::reserve(FileDescriptor const& file, Block const& block)
+void* ShmBackend::create(Block& region, Reserve reserve)
+{
+   FileDescriptor const file = files_.create(region);
+   try {
+      if (reserve == Reserve::whole) {
+         this->reserve(file, 0, region.capacity);
+      } else if (systemCalls.ftruncate(file.number(), static_cast<off_t>(region.capacity)) != 0) {
+         refuse("file '", files_.pathOf(region), "' cannot be sized: ", systemText(errno));
+      }
+      region.pageSize = pageSize();
+      files_.identify(file, region);
+      return RegionFiles::map(file, region.capacity);
+   } catch (Refusal const&) {
+      files_.remove(region);
+      throw;
+   }
+}
+
+void ShmBackend::reserve(FileDescriptor const& file, std::uint64_t offset, std::uint64_t size) const
 {
    // Now: "no memory" becomes an answer here instead of a SIGBUS at the first touch.
-   for (std::uint64_t done = 0; done < block.capacity;) {
-      std::uint64_t const step = std::min(reserveStep, block.capacity - done);
-      if (systemCalls.fallocate(file.number(), 0, static_cast<off_t>(done), static_cast<off_t>(step)) == 0) {
+   for (std::uint64_t done = 0; done < size;) {
+      std::uint64_t const step = std::min(reserveStep, size - done);
+      if (systemCalls.fallocate(file.number(), 0, static_cast<off_t>(offset + done), static_cast<off_t>(step)) == 0) {
          done += step;
          continue;
       }
       int const error = errno;
       if (error != EINTR) {
-         destroy(block);
          refuse(
-            block.capacity, " bytes cannot be had in '", printable(data_.path()), "': ", systemText(error),
+            size, " bytes cannot be had in '", printable(files_.directory().path()), "': ", systemText(error),
             error == EOPNOTSUPP ? "; its file system cannot reserve memory; use a directory in a tmpfs, like /dev/shm"
                                 : "; see 'df' of that file system and the memory limit of this process's control "
                                   "group");
@@ -70,72 +78,34 @@ void ShmBackend::reserve(FileDescriptor const& file, Block const& block)
    }
 }
 
-std::uint64_t ShmBackend::resolve(Block const& block)
+bool ShmBackend::isThere(Block const& region)
 {
-   struct stat status = {};
-   if (block.inode == 0) {
-      return 0;
-   }
-   if (systemCalls.fstatat(data_.number(), fileNameOf(block).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-      if (errno == ENOENT) {
-         return 0;
-      }
-      refuse("file '", pathOf(block), "' cannot be found: ", systemText(errno));
-   }
-   if (!S_ISREG(status.st_mode) || status.st_dev != block.device || status.st_ino != block.inode) {
-      refuse("file '", pathOf(block), "' was replaced by another; run: pinmemctl remove-domain");
-   }
-   return block.addressBus;
+   return files_.isThere(region);
 }
 
-void* ShmBackend::attach(Block const& block)
+void* ShmBackend::attach(Block const& region)
 {
-   FileDescriptor const file = data_.file(fileNameOf(block), O_RDWR);
-   struct stat status = {};
-   if (!file.isOpen() || systemCalls.fstat(file.number(), &status) != 0) {
-      refuse("file '", pathOf(block), "' cannot be opened: ", systemText(errno), "; allocate the block again");
-   }
-   if (!S_ISREG(status.st_mode) || status.st_dev != block.device || status.st_ino != block.inode) {
-      refuse("file '", pathOf(block), "' is not the one that was made for the block; run: pinmemctl remove-domain");
-   }
-   if (static_cast<std::uint64_t>(status.st_size) < block.capacity) {
-      refuse("file '", pathOf(block), "' was cut to ", status.st_size, " bytes; run: pinmemctl remove-domain");
-   }
-   void* const address =
-      systemCalls.mmap(nullptr, block.capacity, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
-   if (address == MAP_FAILED) {
-      refuse(
-         block.capacity, " bytes cannot be mapped: ", systemText(errno),
-         "; see 'ulimit -v' and /proc/sys/vm/max_map_count");
-   }
-   systemCalls.madvise(address, block.capacity, MADV_DONTDUMP);
-   return address;
+   return RegionFiles::map(files_.open(region, region.capacity), region.capacity);
 }
 
-void ShmBackend::destroy(Block const& block)
+std::uint64_t ShmBackend::resolve(Block const& region, void*)
 {
-   systemCalls.unlinkat(data_.number(), fileNameOf(block).c_str(), 0);
+   return region.addressBus;
 }
 
-std::string ShmBackend::fileNameOf(Block const& block)
+void ShmBackend::provide(Block const& arena, void* address, std::uint64_t offset, std::uint64_t size)
 {
-   char name[18];
-   std::snprintf(name, sizeof(name), "%08x-%08x", block.slot, block.generation);
-   return name;
+   FileDescriptor const file = files_.open(arena, arena.capacity);
+   bool const isZero = isHole(file, offset, size);
+   reserve(file, offset, size);
+   if (!isZero) {
+      std::memset(static_cast<char*>(address) + offset, 0, size);
+   }
 }
 
-bool ShmBackend::isFileName(std::string const& name)
+void ShmBackend::destroy(Block const& region)
 {
-   auto const isDigit = [](char character) {
-      return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
-   };
-   return name.size() == 17 && name[8] == '-' && std::all_of(name.begin(), name.begin() + 8, isDigit) &&
-          std::all_of(name.begin() + 9, name.end(), isDigit);
-}
-
-std::string ShmBackend::pathOf(Block const& block) const
-{
-   return printable(data_.path()) + "/" + fileNameOf(block);
+   files_.remove(region);
 }
 
 } // namespace pinmem_lib

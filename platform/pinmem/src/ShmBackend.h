@@ -1,34 +1,31 @@
 #pragma once
 
 #include "src/Backend.h"
-#include "src/Directory.h"
-#include <string>
+#include "src/RegionFiles.h"
 
 namespace pinmem_lib {
 
-/// Memory in files of a tmpfs, one for each block; needs no privilege. Its pages may move, so no device may be given
-/// their addresses: bus addresses are the simulated ones that the domain has chosen.
+/// Memory in files of a tmpfs; needs no privilege. Its pages may move, so no device may be given their addresses: bus
+/// addresses are the simulated ones that the domain has chosen.
 class ShmBackend final : public Backend {
 public:
    /// @param data  the domain's folder for the files
-   explicit ShmBackend(Directory data) : data_(std::move(data)) {}
+   explicit ShmBackend(Directory data) : files_(std::move(data)) {}
 
-   void create(Block& block) override;
-   std::uint64_t resolve(Block const& block) override;
-   void* attach(Block const& block) override;
-   void destroy(Block const& block) override;
+   std::uint64_t unit() const override;
+   void* create(Block& region, Reserve reserve) override;
+   bool isThere(Block const& region) override;
+   void* attach(Block const& region) override;
+   std::uint64_t resolve(Block const& region, void* address) override;
+   void provide(Block const& arena, void* address, std::uint64_t offset, std::uint64_t size) override;
+   void destroy(Block const& region) override;
 
-   /// The file of one block. Generated: the block's name never reaches the file system.
-   static std::string fileNameOf(Block const& block);
-
-   /// Whether a name could have come from `fileNameOf`.
-   static bool isFileName(std::string const& name);
+   RegionFiles const& files() const { return files_; }
 
 private:
-   std::string pathOf(Block const& block) const;
-   void reserve(FileDescriptor const& file, Block const& block);
+   void reserve(FileDescriptor const& file, std::uint64_t offset, std::uint64_t size) const;
 
-   Directory data_;
+   RegionFiles files_;
 };
 
 } // namespace pinmem_lib

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 using namespace pinmem_lib;
 using namespace pinmem_test;
@@ -38,12 +39,12 @@ TEST_F(DomainRecoveryTest, memoryThatIsGoneIsMadeAnewAtTheSameBusAddress)
    auto const sut = open();
 
    EXPECT_EQ(refusalOf([&] { sut->map("a"); }), "the memory of this block is gone; allocate it again");
-   EXPECT_EQ(sut->allocate("a", 200, "second", 0), address);
+   EXPECT_EQ(sut->allocate("a", 120, "second", 0), address);
 
    EXPECT_STREQ(memoryOf(*sut, "a"), "");
    ASSERT_EQ(sut->records().size(), 1U);
    EXPECT_EQ(sut->records()[0].block.generation, 2U);
-   EXPECT_EQ(sut->records()[0].block.size, 200U);
+   EXPECT_EQ(sut->records()[0].block.size, 120U);
    EXPECT_EQ(sut->records()[0].owner(), "second");
 }
 
@@ -103,16 +104,18 @@ TEST_F(DomainRecoveryTest, memoryThatIsGoneIsNotMadeAnewWhileOthersMayUseIt)
 TEST_F(DomainRecoveryTest, aMappingOfMemoryMadeAnewIsTheNewOne)
 {
    auto sut = open();
-   sut->allocate("a", 100, "", 0);
+   sut->allocate("a", 1 << 20, "", 4);
+   sut->unmap("a", sut->map("a"));
    std::filesystem::remove(control_ + "/data/00000000-00000001");
    // Another process, that was alone for a moment, has made it anew.
    {
       Index index = Index::open(Directory::open(control_, Directory::Trust::guarded));
-      index.refresh([](Record const&) {});
+      index.refresh([] {}, [](Record const&) {});
       Record const record = *index.read(0);
       Block block = record.block;
       block.generation = 2;
-      ShmBackend(Directory::open(control_ + "/data", Directory::Trust::guarded)).create(block);
+      ShmBackend backend(Directory::open(control_ + "/data", Directory::Trust::guarded));
+      ::munmap(backend.create(block, Backend::Reserve::whole), block.capacity);
       index.write(Record::make(block, record.name(), record.owner()));
    }
 
@@ -125,8 +128,7 @@ TEST_F(DomainRecoveryTest, aBlockWithoutItsRecordIsMadeAgain)
 {
    open()->allocate("a", 100, "", 0);
    auto const sut = open();
-   std::filesystem::remove(control_ + "/data/00000000-00000001");
-   loseRecord(0);
+   loseRecord(1);
 
    EXPECT_NE(sut->allocate("a", 100, "", 0), 0U);
 
@@ -138,8 +140,7 @@ TEST_F(DomainRecoveryTest, aNameThatGotAnotherRecordStaysOneBlock)
    open()->allocate("a", 100, "", 0);
    auto const sut = open();
    auto const other = open();
-   std::filesystem::remove(control_ + "/data/00000000-00000001");
-   loseRecord(0);
+   loseRecord(1);
    std::uint64_t const address = other->allocate("a", 100, "", 0);
    std::strcpy(memoryOf(*other, "a"), "bytes");
 
@@ -153,8 +154,7 @@ TEST_F(DomainRecoveryTest, aRecordThatGotAnotherNameIsThatBlocks)
 {
    open()->allocate("a", 100, "", 0);
    auto const sut = open();
-   std::filesystem::rename(control_ + "/data/00000000-00000001", temporary_ / "kept"); // its inode stays in use
-   loseRecord(0);
+   loseRecord(1);
    std::uint64_t const address = open()->allocate("b", 100, "", 0);
 
    EXPECT_NE(refusalOf([&] { sut->map("a"); }).find("there is no block of this name"), std::string::npos);
@@ -196,7 +196,7 @@ TEST_F(DomainRecoveryTest, namesAndBusAddressesSurviveAKillAtEachStepOfMakingMem
       ASSERT_EQ(sut->allocate("a", 100, "", 0), address) << stop;
       ASSERT_EQ(sut->allocate("b", 100, "", 1), addressOther) << stop;
       auto const files = std::filesystem::directory_iterator(control_ + "/data");
-      ASSERT_EQ(std::distance(begin(files), end(files)), 2) << stop;
+      ASSERT_EQ(std::distance(begin(files), end(files)), 1) << stop; // they share an arena
    }
 }
 
@@ -270,7 +270,7 @@ TEST_F(DomainRecoveryTest, aDamagedHeaderIsRefusedAndNothingDestroyed)
 
    EXPECT_NE(refusalOf([&] { open(); }).find("the checksum of its header does not fit"), std::string::npos);
    EXPECT_TRUE(std::filesystem::exists(control_ + "/data/00000000-00000001"));
-   EXPECT_EQ(std::filesystem::file_size(index_), 2 * sizeof(Record));
+   EXPECT_EQ(std::filesystem::file_size(index_), 3 * sizeof(Record));
 }
 
 TEST_F(DomainRecoveryTest, aMissingIndexBesideBlocksIsRefused)
@@ -292,12 +292,12 @@ TEST_F(DomainRecoveryTest, aDamagedRecordStopsNewBlocksAndLeavesTheOthers)
       first->allocate("a", 100, "", 0);
       address = first->allocate("b", 100, "", 0);
    }
-   spoilIndex(sizeof(IndexHeader) + offsetof(Record, nameBytes));
+   spoilIndex(sizeof(IndexHeader) + sizeof(Record) + offsetof(Record, nameBytes));
    auto const sut = open();
 
    EXPECT_EQ(sut->allocate("b", 100, "", 0), address);
-   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 100, "", 0); }), "record 0 of index '" + index_ + damagedText_);
-   EXPECT_EQ(sut->damaged(), std::set<std::uint32_t>{0});
+   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 100, "", 0); }), "record 1 of index '" + index_ + damagedText_);
+   EXPECT_EQ(sut->damaged(), std::set<std::uint32_t>{1});
    EXPECT_EQ(sut->records().size(), 1U);
 }
 
@@ -308,19 +308,50 @@ TEST_F(DomainRecoveryTest, aDamagedRecordStopsBlocksFromGrowing)
    first->allocate("b", 100, "", 0);
    first.reset();
    std::filesystem::remove(control_ + "/data/00000000-00000001");
-   spoilIndex(sizeof(IndexHeader) + sizeof(Record) + offsetof(Record, nameBytes));
+   spoilIndex(sizeof(IndexHeader) + 2 * sizeof(Record) + offsetof(Record, nameBytes));
    auto const sut = open();
 
-   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 8192, "", 0); }), "record 1 of index '" + index_ + damagedText_);
+   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 8192, "", 0); }), "record 2 of index '" + index_ + damagedText_);
    EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
+}
+
+TEST_F(DomainRecoveryTest, aBlockWhoseArenaHasADamagedRecordIsRefused)
+{
+   open()->allocate("a", 100, "", 0);
+   spoilIndex(sizeof(IndexHeader) + offsetof(Record, block.capacity));
+   auto const sut = open();
+
+   EXPECT_EQ(
+      refusalOf([&] { sut->allocate("a", 100, "", 0); }),
+      "the record of the arena that holds this block, record 0 of index '" + index_ +
+         "', is damaged; end the domain's processes and run: pinmemctl remove-domain");
+   EXPECT_EQ(refusalOf([&] { sut->map("a"); }), refusalOf([&] { sut->allocate("a", 100, "", 0); }));
+   EXPECT_EQ(sut->damaged(), (std::set<std::uint32_t>{0, 1}));
+}
+
+TEST_F(DomainRecoveryTest, blocksOfAnArenaComeBackOneAfterTheOtherAfterABootAlsoWhileOthersRun)
+{
+   std::uint64_t const addressOne = open()->allocate("a", 100, "", 0);
+   std::uint64_t const addressTwo = open()->allocate("b", 100, "", 0);
+   becomeAnotherBoot();
+   auto const first = open();
+   auto const second = open();
+
+   EXPECT_EQ(first->allocate("a", 100, "", 0), addressOne);
+   std::strcpy(memoryOf(*first, "a"), "bytes");
+   EXPECT_EQ(second->allocate("b", 100, "", 0), addressTwo);
+
+   EXPECT_STREQ(memoryOf(*second, "a"), "bytes");
+   EXPECT_EQ(second->records()[1].block.generation, 2U);
+   EXPECT_EQ(second->arenas()[0].block.generation, 2U);
 }
 
 TEST_F(DomainRecoveryTest, aRecordOfAnUnknownBackendIsRefused)
 {
-   open()->allocate("a", 100, "", 0);
+   open()->allocate("a", 1 << 20, "", 4);
    {
       Index index = Index::open(Directory::open(control_, Directory::Trust::guarded));
-      index.refresh([](Record const&) {});
+      index.refresh([] {}, [](Record const&) {});
       Record const record = *index.read(0);
       Block block = record.block;
       block.backend = 9;
@@ -328,7 +359,7 @@ TEST_F(DomainRecoveryTest, aRecordOfAnUnknownBackendIsRefused)
    }
 
    EXPECT_EQ(
-      refusalOf([&] { open()->allocate("a", 100, "", 0); }),
+      refusalOf([&] { open()->allocate("a", 100, "", 4); }),
       "the block was made by backend number 9, which is not part of this build");
 }
 
@@ -371,13 +402,13 @@ TEST_F(DomainRecoveryTest, aRefusedBlockLeavesNoTrace)
    std::filesystem::permissions(control_ + "/data", std::filesystem::perms::owner_all);
    std::filesystem::remove_all(control_ + "/data"); // so that no file can be made
 
-   std::string const text = refusalOf([&] { sut->allocate("b", 100, "", 0); });
+   std::string const text = refusalOf([&] { sut->allocate("b", 1 << 20, "", 4); });
 
    EXPECT_EQ(
       text, "directory '" + control_ +
                "/data' was removed while this process used it; end all processes of the domain, then restart");
    EXPECT_EQ(sut->records().size(), 1U);
-   EXPECT_EQ(std::filesystem::file_size(index_), 2 * sizeof(Record));
-   EXPECT_EQ(refusalOf([&] { sut->allocate("b", 100, "", 0); }), text);
+   EXPECT_EQ(std::filesystem::file_size(index_), 3 * sizeof(Record));
+   EXPECT_EQ(refusalOf([&] { sut->allocate("b", 1 << 20, "", 4); }), text);
    EXPECT_NE(refusalOf([&] { sut->map("b"); }).find("there is no block of this name"), std::string::npos);
 }

@@ -49,7 +49,7 @@ TEST_F(DomainTest, aKnownNameIsTheSameBlock)
 
    EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
    EXPECT_EQ(sut->allocate("a", 0, "", 4), address);
-   EXPECT_EQ(sut->allocate("a", 4096, "", 0), address);
+   EXPECT_EQ(sut->allocate("a", 128, "", 0), address);
    EXPECT_STREQ(memoryOf(*sut, "a"), "bytes");
 }
 
@@ -90,12 +90,11 @@ TEST_F(DomainTest, aLargerSizeIsRefusedWithBothSizesAndTheBlockStays)
 {
    auto const sut = open();
    std::uint64_t const address = sut->allocate("a", 100, "", 0);
-   std::string const expected =
-      "4097 bytes are asked for, but the block was made with 100 bytes and has room for 4096; "
-      "ask for no more, or use another name";
+   std::string const expected = "129 bytes are asked for, but the block was made with 100 bytes and has room for 128; "
+                                "ask for no more, or use another name";
 
-   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 4097, "", 0); }), expected);
-   EXPECT_EQ(refusalOf([&] { open()->allocate("a", 4097, "", 0); }), expected);
+   EXPECT_EQ(refusalOf([&] { sut->allocate("a", 129, "", 0); }), expected);
+   EXPECT_EQ(refusalOf([&] { open()->allocate("a", 129, "", 0); }), expected);
    EXPECT_EQ(sut->allocate("a", 100, "", 0), address);
 }
 
@@ -128,7 +127,7 @@ TEST_F(DomainTest, sizeZeroGivesTheSmallestUnitAndIsRecorded)
    EXPECT_NE(sut->allocate("a", 0, "", 0), 0U);
 
    EXPECT_EQ(sut->records()[0].block.size, 0U);
-   EXPECT_EQ(sut->records()[0].block.capacity, static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE)));
+   EXPECT_EQ(sut->records()[0].block.capacity, 64U);
    EXPECT_NE(sut->map("a"), 0U);
 }
 
@@ -144,7 +143,7 @@ TEST_F(DomainTest, namesMayHoldAnyByte)
 
    EXPECT_EQ(sut->records().size(), names.size());
    for (auto const& file : std::filesystem::directory_iterator(control_ + "/data")) {
-      EXPECT_TRUE(ShmBackend::isFileName(file.path().filename()));
+      EXPECT_TRUE(RegionFiles::isName(file.path().filename()));
    }
 }
 
@@ -174,10 +173,10 @@ TEST_F(DomainTest, eachMapCountsOnceAndEachUnmapReleasesOne)
    EXPECT_STREQ(memoryOf(*sut, "a"), "still mapped");
 }
 
-TEST_F(DomainTest, theLastUnmapRemovesTheMapping)
+TEST_F(DomainTest, theLastUnmapRemovesTheMappingOfABlockWithMemoryOfItsOwn)
 {
    auto const sut = open();
-   sut->allocate("a", 100, "", 0);
+   sut->allocate("a", 1 << 20, "", 4);
    char* const memory = memoryOf(*sut, "a");
 
    sut->unmap("a", reinterpret_cast<std::uintptr_t>(memory));
@@ -235,11 +234,14 @@ TEST_F(DomainTest, manyBlocksAreHeldWithoutADescriptorEach)
       ASSERT_NE(sut->allocate(name, 64, "", 1), 0U);
       ASSERT_NE(sut->map(name), 0U);
    }
+   for (int index = 0; index < 200; ++index) {
+      ASSERT_NE(sut->allocate("large" + std::to_string(index), 1 << 20, "", 1), 0U);
+   }
 
    auto const descriptors = std::filesystem::directory_iterator("/proc/self/fd");
 
    EXPECT_LT(std::distance(begin(descriptors), end(descriptors)), 100);
-   EXPECT_EQ(open()->records().size(), 2000U);
+   EXPECT_EQ(open()->records().size(), 2200U);
 }
 
 TEST_F(DomainTest, aDomainThatIsNotThereIsNotMadeForLooking)
@@ -249,4 +251,77 @@ TEST_F(DomainTest, aDomainThatIsNotThereIsNotMadeForLooking)
 
    EXPECT_EQ(Domain::open(settings, {}, Directory::Missing::leave), nullptr);
    EXPECT_TRUE(std::filesystem::is_empty(temporary_.path()));
+}
+
+TEST_F(DomainTest, smallBlocksShareArenasAndLargeOnesThatAreNotFrugalHaveFilesOfTheirOwn)
+{
+   auto const sut = open();
+   for (std::uint32_t const flags : {0U, 1U, 4U}) {
+      sut->allocate("small" + std::to_string(flags), (1 << 20) - 1, "", flags);
+   }
+   EXPECT_EQ(sut->arenas().size(), 2U); // of 2 MiB, where two such blocks fit
+
+   sut->allocate("frugal", 5 << 20, "", 0);
+   EXPECT_EQ(sut->arenas().size(), 3U);
+   sut->allocate("roomy", 1 << 20, "", 4);
+   sut->allocate("ordinary", 1 << 20, "", 1);
+   EXPECT_EQ(sut->arenas().size(), 3U);
+
+   auto const files = std::filesystem::directory_iterator(control_ + "/data");
+   EXPECT_EQ(std::distance(begin(files), end(files)), 5);
+}
+
+TEST_F(DomainTest, manySmallBlocksTakeHardlyMoreMemoryThanTheirSizes)
+{
+   auto const sut = open();
+   std::uint64_t asked = 0;
+   for (std::uint32_t index = 0; index < 10000; ++index) {
+      std::uint32_t const size = 64 * (1 + index * 7 % 13);
+      sut->allocate("block" + std::to_string(index), size, "", 0);
+      asked += size;
+   }
+
+   std::uint64_t taken = 0;
+   for (auto const& file : std::filesystem::directory_iterator(control_ + "/data")) {
+      struct stat status = {};
+      ASSERT_EQ(::stat(file.path().c_str(), &status), 0);
+      taken += static_cast<std::uint64_t>(status.st_blocks) * 512;
+   }
+   EXPECT_LE(taken, asked + asked / 10);
+}
+
+TEST_F(DomainTest, packedBlocksAreEquallyAlignedForTheDeviceAndForSoftware)
+{
+   auto const sut = open();
+   for (std::uint32_t const size : {1U, 4096U, 100U, 8192U, 5000U}) {
+      std::string const name = std::to_string(size);
+      std::uint64_t const bus = sut->allocate(name, size, "", 0);
+      std::uint64_t const address = sut->map(name);
+
+      EXPECT_EQ(bus % 4096, address % 4096);
+      EXPECT_EQ(bus % (size % 4096 == 0 ? 4096 : 64), 0U);
+   }
+}
+
+TEST_F(DomainTest, bytesOfPackedBlocksDoNotMeet)
+{
+   auto const sut = open();
+   for (char name = 'a'; name <= 'z'; ++name) {
+      sut->allocate(std::string(1, name), 100, "", 0);
+      std::memset(memoryOf(*sut, std::string(1, name)), name, 100);
+   }
+
+   auto const other = open();
+   for (char name = 'a'; name <= 'z'; ++name) {
+      char const* const memory = memoryOf(*other, std::string(1, name));
+      EXPECT_EQ(std::string(memory, 100), std::string(100, name));
+   }
+}
+
+TEST_F(DomainTest, theRestOfAnArenaIsUsedByTheNextProcess)
+{
+   std::uint64_t const first = open()->allocate("a", 64, "", 0);
+
+   EXPECT_EQ(open()->allocate("b", 64, "", 0), first + 64);
+   EXPECT_EQ(open()->arenas().size(), 1U);
 }

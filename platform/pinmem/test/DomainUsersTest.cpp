@@ -97,3 +97,33 @@ TEST_F(DomainUsersTest, aRemovedFileIsNoticed)
       refusalOf([&] { sut.check(); }),
       "file '" + path_ + "' was removed while this process used it; end all processes of the domain, then restart");
 }
+
+TEST_F(DomainUsersTest, aHolderOfABlockIsSeenByOthersUntilItLetsGo)
+{
+   DomainUsers sut(place_, Missing::create);
+   DomainUsers other(place_, Missing::leave);
+
+   sut.hold(7);
+
+   EXPECT_TRUE(other.isHeldByOthers(7));
+   EXPECT_FALSE(other.isHeldByOthers(6));
+   EXPECT_FALSE(other.isHeldByOthers(8));
+   EXPECT_FALSE(sut.isHeldByOthers(7));
+   sut.release(7);
+   EXPECT_FALSE(other.isHeldByOthers(7));
+}
+
+TEST_F(DomainUsersTest, holdersOfABlockShareAndEndWithTheirProcess)
+{
+   DomainUsers sut(place_, Missing::create);
+   {
+      DomainUsers first(place_, Missing::leave);
+      first.hold(0xffffffff);
+      DomainUsers second(place_, Missing::leave);
+      second.hold(0xffffffff);
+   }
+   EXPECT_FALSE(sut.isHeldByOthers(0xffffffff));
+
+   sut.hold(0);
+   EXPECT_TRUE(sut.tryExclusive()); // the two kinds of lock do not meet
+}

@@ -31,7 +31,8 @@ protected:
    static std::vector<std::string> namesFrom(Index& index)
    {
       std::vector<std::string> names;
-      index.refresh([&](Record const& found) { names.emplace_back(found.name()); });
+      index.refresh(
+         [&] { names.emplace_back("forget"); }, [&](Record const& found) { names.emplace_back(found.name()); });
       return names;
    }
 
@@ -121,17 +122,85 @@ TEST_F(IndexTest, aRecordWithoutItsCommitWordIsAFreeSlot)
    EXPECT_TRUE(other.damaged().empty());
 }
 
-TEST_F(IndexTest, aFreeSlotThatAnotherObjectHasFilledIsReported)
+TEST_F(IndexTest, aFreeSlotThatAnotherObjectHasFilledIsReportedWithAllOthers)
 {
    Index sut = Index::create(place_, "boot");
-   spoil(sizeof(IndexHeader) + 2 * sizeof(Record) - 1, std::string(1, '\0'));
+   sut.write(record(0, "a"));
+   sut.write(record(1, "b"));
+   sut.clear(0);
+   Index other = Index::open(place_);
+   namesFrom(other);
+
+   other.write(record(0, "c"));
+
+   EXPECT_EQ(namesFrom(sut), (Names{"forget", "c", "b"}));
    EXPECT_EQ(namesFrom(sut), Names{});
+   EXPECT_EQ(namesFrom(other), Names{});
+   EXPECT_EQ(sut.slotForNew(), 2U);
+}
+
+TEST_F(IndexTest, aClearedSlotIsFreeForAllObjects)
+{
+   Index sut = Index::create(place_, "boot");
+   sut.write(record(0, "a"));
+   sut.write(record(1, "b"));
+   Index other = Index::open(place_);
+   namesFrom(other);
+
+   sut.clear(0);
+
+   EXPECT_FALSE(sut.read(0));
    EXPECT_EQ(sut.slotForNew(), 0U);
+   EXPECT_EQ(namesFrom(other), (Names{"forget", "b"}));
+   EXPECT_EQ(other.slotForNew(), 0U);
+}
 
-   Index::open(place_).write(record(0, "a"));
+TEST_F(IndexTest, aChangedRecordIsReportedToTheOthers)
+{
+   Index sut = Index::create(place_, "boot");
+   sut.write(record(0, "a"));
+   Index other = Index::open(place_);
+   namesFrom(other);
 
-   EXPECT_EQ(namesFrom(sut), Names{"a"});
-   EXPECT_EQ(sut.slotForNew(), 1U);
+   sut.write(record(0, "b"));
+
+   EXPECT_EQ(namesFrom(other), (Names{"forget", "b"}));
+   EXPECT_EQ(namesFrom(sut), Names{});
+}
+
+TEST_F(IndexTest, readAgainReportsEverythingOnce)
+{
+   Index sut = Index::create(place_, "boot");
+   sut.write(record(0, "a"));
+
+   sut.readAgain();
+
+   EXPECT_EQ(namesFrom(sut), (Names{"forget", "a"}));
+   EXPECT_EQ(namesFrom(sut), Names{});
+}
+
+TEST_F(IndexTest, moreRecordsThanOneReadTakesAreAllReported)
+{
+   Index sut = Index::create(place_, "boot");
+   for (std::uint32_t slot = 0; slot < 200; ++slot) {
+      sut.write(record(slot, std::to_string(slot)));
+   }
+   Index other = Index::open(place_);
+
+   Names const names = namesFrom(other);
+
+   ASSERT_EQ(names.size(), 200U);
+   EXPECT_EQ(names.back(), "199");
+}
+
+TEST_F(IndexTest, aHeaderSpoiltWhileInUseIsRefused)
+{
+   Index sut = Index::create(place_, "boot");
+   spoil(offsetof(IndexHeader, changeCount), "x");
+
+   EXPECT_EQ(
+      refusalOf([&] { namesFrom(sut); }),
+      "index '" + path_ + "' is damaged: the checksum of its header does not fit" + cure);
 }
 
 TEST_F(IndexTest, aRecordCutByTheEndOfTheFileIsAFreeSlot)
@@ -197,6 +266,7 @@ TEST_F(IndexTest, anotherBootForgetsTheMemoryAndKeepsTheNames)
    EXPECT_EQ(other.read(0)->name(), "a");
    EXPECT_EQ(other.read(0)->block.inode, 0U);
    EXPECT_EQ(namesFrom(other), Names{"a"});
+   EXPECT_EQ(namesFrom(sut), (Names{"forget", "a"}));
 }
 
 TEST_F(IndexTest, aMissingFileIsRefused)
@@ -237,14 +307,14 @@ TEST_F(IndexTest, anotherVersionIsRefusedByItsNumber)
 {
    Index::create(place_, "boot");
    IndexHeader header = IndexHeader::make("boot");
-   header.version = 2;
+   header.version = 1;
    header.checksum = header.expectedChecksum();
    spoil(0, std::string(reinterpret_cast<char const*>(&header), sizeof(header)));
 
    EXPECT_EQ(
       refusalOfOpen(),
       "index '" + path_ +
-         "' has version 2, this library reads version 1; use the libpinmem that made it, or another domain");
+         "' has version 1, this library reads version 2; use the libpinmem that made it, or another domain");
 }
 
 TEST_F(IndexTest, aRemovedFileIsNoticed)

@@ -138,6 +138,6 @@ TEST(Interface, theLargestSizeArrivesUncut)
    EXPECT_EQ(pinmem_alloc_func("largest", 0xffffffff, "", 0), 0U);
    EXPECT_STREQ(
       pinmem_last_error(),
-      "pinmem: 'largest': 4294967295 bytes are asked for, but the block was made with 1 bytes and has room for 4096; "
+      "pinmem: 'largest': 4294967295 bytes are asked for, but the block was made with 1 bytes and has room for 64; "
       "ask for no more, or use another name");
 }

@@ -57,6 +57,9 @@ protected:
    Block block_ = blockOf(8192);
    std::string const path_ = temporary_ / "00000002-00000001";
 
+   /// Makes a region, and leaves it unmapped.
+   void create(Block& region) { ::munmap(sut_.create(region, Backend::Reserve::whole), region.capacity); }
+
    static Block blockOf(std::uint64_t capacity)
    {
       Block block = {};
@@ -76,30 +79,9 @@ protected:
 
 } // namespace
 
-TEST_F(ShmBackendTest, fileNamesAreMadeOfSlotAndGeneration)
-{
-   Block block = blockOf(0);
-   block.slot = 0xffffffff;
-   block.generation = 10;
-
-   EXPECT_EQ(ShmBackend::fileNameOf(block), "ffffffff-0000000a");
-   EXPECT_TRUE(ShmBackend::isFileName("ffffffff-0000000a"));
-}
-
-TEST_F(ShmBackendTest, otherNamesAreNotItsOwn)
-{
-   for (char const* const name :
-        {"", "index", "ffffffff-0000000", "ffffffff-0000000a0", "ffffffff_0000000a", "fffffffF-0000000a",
-         "ffffffff-0000000g"}) {
-      EXPECT_FALSE(ShmBackend::isFileName(name)) << name;
-   }
-}
-
 TEST_F(ShmBackendTest, newMemoryReadsAsZeroToItsLastByte)
 {
-   sut_.create(block_);
-
-   auto* const memory = static_cast<char*>(sut_.attach(block_));
+   auto* const memory = static_cast<char*>(sut_.create(block_, Backend::Reserve::whole));
 
    EXPECT_TRUE(std::all_of(memory, memory + 8192, [](char byte) { return byte == 0; }));
    ::munmap(memory, 8192);
@@ -107,7 +89,7 @@ TEST_F(ShmBackendTest, newMemoryReadsAsZeroToItsLastByte)
 
 TEST_F(ShmBackendTest, pagesAreReservedAtOnce)
 {
-   sut_.create(block_);
+   create(block_);
 
    struct stat status = {};
    ASSERT_EQ(::stat(path_.c_str(), &status), 0);
@@ -123,7 +105,7 @@ TEST_F(ShmBackendTest, aSignalUndoesOneStepOfTheReservationAndNotTheOthers)
    errorsToCome = {0, EINTR, EINTR, 0};
    Block block = blockOf(2 * step + 4096);
 
-   sut_.create(block);
+   create(block);
 
    using Reservations = std::vector<std::pair<off_t, off_t>>;
    EXPECT_EQ(reservations, (Reservations{{0, step}, {step, step}, {step, step}, {step, step}, {2 * step, 4096}}));
@@ -138,7 +120,7 @@ TEST_F(ShmBackendTest, aFileSystemThatCannotReserveIsNamed)
    errorsToCome = {EOPNOTSUPP};
 
    EXPECT_EQ(
-      refusalOf([&] { sut_.create(block_); }),
+      refusalOf([&] { create(block_); }),
       "8192 bytes cannot be had in '" + temporary_.path() +
          "': Operation not supported; its file system cannot reserve memory; use a directory in a tmpfs, like "
          "/dev/shm");
@@ -150,13 +132,13 @@ TEST_F(ShmBackendTest, aBlockThatFitsOnlyInPartIsRefusedAndLeavesNothing)
    errorsToCome = {0, ENOSPC};
    Block block = blockOf(4 << 20);
 
-   EXPECT_NE(refusalOf([&] { sut_.create(block); }).find("No space left on device; see 'df'"), std::string::npos);
+   EXPECT_NE(refusalOf([&] { create(block); }).find("No space left on device; see 'df'"), std::string::npos);
    EXPECT_EQ(fileCount(), 0U);
 }
 
 TEST_F(ShmBackendTest, attachmentsShareTheirBytes)
 {
-   sut_.create(block_);
+   create(block_);
    auto* const first = static_cast<char*>(sut_.attach(block_));
    auto* const second = static_cast<char*>(sut_.attach(block_));
 
@@ -170,7 +152,7 @@ TEST_F(ShmBackendTest, attachmentsShareTheirBytes)
 
 TEST_F(ShmBackendTest, memoryIsLeftOutOfCoreDumps)
 {
-   sut_.create(block_);
+   create(block_);
    void* const memory = sut_.attach(block_);
    char start[32];
    std::snprintf(start, sizeof(start), "%lx-", static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(memory)));
@@ -190,9 +172,8 @@ TEST_F(ShmBackendTest, filesLeftOverUnderTheSameNameAreReplaced)
 {
    std::ofstream(path_) << "left over by a process that died";
 
-   sut_.create(block_);
+   auto* const memory = static_cast<char*>(sut_.create(block_, Backend::Reserve::whole));
 
-   auto* const memory = static_cast<char*>(sut_.attach(block_));
    EXPECT_EQ(memory[0], '\0');
    ::munmap(memory, 8192);
 }
@@ -202,7 +183,7 @@ TEST_F(ShmBackendTest, aBlockThatDoesNotFitIsRefusedAndLeavesNothing)
    Block block = blockOf(std::uint64_t{1} << 62);
    errorsToCome = {ENOSPC}; // rather than to fill the machine's memory
 
-   std::string const text = refusalOf([&] { sut_.create(block); });
+   std::string const text = refusalOf([&] { create(block); });
 
    EXPECT_EQ(
       text,
@@ -212,34 +193,35 @@ TEST_F(ShmBackendTest, aBlockThatDoesNotFitIsRefusedAndLeavesNothing)
    EXPECT_EQ(fileCount(), 0U);
 }
 
-TEST_F(ShmBackendTest, resolveTellsTheBusAddressWhileTheMemoryIsThere)
+TEST_F(ShmBackendTest, memoryIsThereUntilItIsDestroyed)
 {
-   sut_.create(block_);
-   EXPECT_EQ(sut_.resolve(block_), block_.addressBus);
+   create(block_);
+   EXPECT_TRUE(sut_.isThere(block_));
+   EXPECT_EQ(sut_.resolve(block_, nullptr), 0x8000000100000000U);
 
    sut_.destroy(block_);
 
-   EXPECT_EQ(sut_.resolve(block_), 0U);
+   EXPECT_FALSE(sut_.isThere(block_));
    EXPECT_EQ(fileCount(), 0U);
 }
 
 TEST_F(ShmBackendTest, memoryOfAnEarlierBootIsGone)
 {
-   sut_.create(block_);
+   create(block_);
 
    block_.inode = 0;
 
-   EXPECT_EQ(sut_.resolve(block_), 0U);
+   EXPECT_FALSE(sut_.isThere(block_));
 }
 
 TEST_F(ShmBackendTest, aReplacedFileIsRefused)
 {
-   sut_.create(block_);
+   create(block_);
    std::filesystem::rename(path_, temporary_ / "kept"); // so that the new file cannot get the old inode
    std::ofstream(path_) << std::string(8192, 'x');
 
    EXPECT_EQ(
-      refusalOf([&] { sut_.resolve(block_); }),
+      refusalOf([&] { sut_.isThere(block_); }),
       "file '" + path_ + "' was replaced by another; run: pinmemctl remove-domain");
    EXPECT_EQ(
       refusalOf([&] { sut_.attach(block_); }),
@@ -248,7 +230,7 @@ TEST_F(ShmBackendTest, aReplacedFileIsRefused)
 
 TEST_F(ShmBackendTest, aLinkInPlaceOfTheFileIsRefused)
 {
-   sut_.create(block_);
+   create(block_);
    std::filesystem::rename(path_, temporary_ / "kept");
    std::filesystem::create_symlink(temporary_ / "kept", path_);
 
@@ -259,7 +241,7 @@ TEST_F(ShmBackendTest, aLinkInPlaceOfTheFileIsRefused)
 
 TEST_F(ShmBackendTest, aShortenedFileIsRefusedInsteadOfASignalLater)
 {
-   sut_.create(block_);
+   create(block_);
    std::filesystem::resize_file(path_, 4096);
 
    EXPECT_EQ(
@@ -272,4 +254,46 @@ TEST_F(ShmBackendTest, aMissingFileIsRefused)
    EXPECT_EQ(
       refusalOf([&] { sut_.attach(block_); }),
       "file '" + path_ + "' cannot be opened: No such file or directory; allocate the block again");
+}
+
+TEST_F(ShmBackendTest, anArenaTakesNoMemoryUntilAPartIsProvided)
+{
+   auto* const memory = static_cast<char*>(sut_.create(block_, Backend::Reserve::parts));
+   struct stat status = {};
+   ASSERT_EQ(::stat(path_.c_str(), &status), 0);
+   EXPECT_EQ(status.st_size, 8192);
+   EXPECT_EQ(status.st_blocks, 0);
+
+   sut_.provide(block_, memory, 4096 + 64, 64);
+
+   ASSERT_EQ(::stat(path_.c_str(), &status), 0);
+   EXPECT_EQ(status.st_blocks * 512, 4096);
+   EXPECT_EQ(reservations, (std::vector<std::pair<off_t, off_t>>{{4096 + 64, 64}}));
+   ::munmap(memory, 8192);
+}
+
+TEST_F(ShmBackendTest, aPartThatWasUsedBeforeIsProvidedAsZeroAndItsNeighboursStay)
+{
+   auto* const memory = static_cast<char*>(sut_.create(block_, Backend::Reserve::whole));
+   std::fill(memory, memory + 8192, 'x');
+
+   sut_.provide(block_, memory, 64, 8000);
+
+   EXPECT_EQ(memory[63], 'x');
+   EXPECT_TRUE(std::all_of(memory + 64, memory + 64 + 8000, [](char byte) { return byte == 0; }));
+   EXPECT_EQ(memory[64 + 8000], 'x');
+   ::munmap(memory, 8192);
+}
+
+TEST_F(ShmBackendTest, aPartThatCannotBeHadIsRefused)
+{
+   void* const memory = sut_.create(block_, Backend::Reserve::parts);
+   errorsToCome = {ENOSPC};
+
+   EXPECT_EQ(
+      refusalOf([&] { sut_.provide(block_, memory, 0, 128); }),
+      "128 bytes cannot be had in '" + temporary_.path() +
+         "': No space left on device; see 'df' of that file system and the memory limit of this process's control "
+         "group");
+   ::munmap(memory, 8192);
 }

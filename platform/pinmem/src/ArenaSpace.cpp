@@ -1,0 +1,78 @@
+#include "src/ArenaSpace.h"
+#include <algorithm>
+#include <iterator>
+
+namespace pinmem_lib {
+
+namespace {
+
+constexpr std::uint64_t line = 4096;
+
+std::uint64_t roundedUp(std::uint64_t value, std::uint64_t step)
+{
+   return (value + step - 1) / step * step;
+}
+
+std::uint64_t placeFrom(std::uint64_t offset, std::uint64_t capacity)
+{
+   bool const isWholeLines = capacity % line == 0;
+   bool const isCrossing = capacity <= line && offset / line != (offset + capacity - 1) / line;
+   return isWholeLines || isCrossing ? roundedUp(offset, line) : offset;
+}
+
+} // namespace
+
+std::uint64_t ArenaSpace::capacityFor(std::uint64_t size)
+{
+   return std::max(roundedUp(size, unit), unit);
+}
+
+std::optional<std::uint64_t> ArenaSpace::find(std::uint64_t capacity) const
+{
+   for (auto const& [offset, size] : free_) {
+      std::uint64_t const place = placeFrom(offset, capacity);
+      if (capacity <= size && place - offset <= size - capacity) {
+         return place;
+      }
+   }
+   return std::nullopt;
+}
+
+bool ArenaSpace::take(std::uint64_t offset, std::uint64_t capacity)
+{
+   auto const after = free_.upper_bound(offset);
+   if (after == free_.begin()) {
+      return false;
+   }
+   auto const extent = std::prev(after);
+   auto const [start, size] = *extent;
+   std::uint64_t const before = offset - start;
+   if (before > size || capacity > size - before) {
+      return false;
+   }
+   free_.erase(extent);
+   if (before != 0) {
+      free_[start] = before;
+   }
+   if (std::uint64_t const behind = size - before - capacity; behind != 0) {
+      free_[offset + capacity] = behind;
+   }
+   return true;
+}
+
+void ArenaSpace::giveBack(std::uint64_t offset, std::uint64_t capacity)
+{
+   auto const after = free_.lower_bound(offset);
+   if (after != free_.end() && after->first == offset + capacity) {
+      capacity += after->second;
+      free_.erase(after);
+   }
+   auto const next = free_.lower_bound(offset);
+   if (next != free_.begin() && std::prev(next)->first + std::prev(next)->second == offset) {
+      std::prev(next)->second += capacity;
+      return;
+   }
+   free_[offset] = capacity;
+}
+
+} // namespace pinmem_lib

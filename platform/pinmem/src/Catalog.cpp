@@ -1,0 +1,140 @@
+#include "src/Catalog.h"
+#include <algorithm>
+
+namespace pinmem_lib {
+
+void Catalog::forget()
+{
+   byName_.clear();
+   arenas_.clear();
+   unsettled_.clear();
+   contradictions_.clear();
+   entries_.remove_if([](Entry const& entry) { return !entry.isHeld && entry.address == nullptr; });
+   for (Entry& entry : entries_) {
+      if (!entry.name.empty()) {
+         byName_.emplace(entry.name, &entry);
+      }
+   }
+}
+
+void Catalog::add(Record const& record)
+{
+   Block const& block = record.block;
+   Entry* entry = nullptr;
+   if (record.isArena()) {
+      auto const known = std::find_if(entries_.begin(), entries_.end(), [&](Entry const& other) {
+         return other.name.empty() && other.block.slot == block.slot && other.block.generation == block.generation;
+      });
+      entry = known == entries_.end() ? &entries_.emplace_back() : &*known;
+      entry->space = ArenaSpace(block.capacity);
+      arenas_[block.slot] = entry;
+      addressesAreTaken(block);
+   } else {
+      entry = find(record.name());
+      if (entry == nullptr) {
+         entry = &entries_.emplace_back(Entry{.name = std::string(record.name())});
+         byName_.emplace(entry->name, entry);
+      }
+      if (block.isPacked()) {
+         unsettled_.push_back(entry);
+      } else {
+         addressesAreTaken(block);
+      }
+   }
+   if (entry->address == nullptr) {
+      entry->isHeld = entry->isHeld && entry->block.slot == block.slot && entry->block.generation == block.generation;
+      entry->block = block;
+   }
+}
+
+void Catalog::settle()
+{
+   for (Entry* const entry : unsettled_) {
+      Block const& block = entry->block;
+      auto const arena = arenas_.find(block.arena);
+      if (arena == arenas_.end() || !arena->second->space.take(block.offset, block.capacity)) {
+         contradictions_.insert(block.slot);
+      }
+   }
+   unsettled_.clear();
+}
+
+Entry* Catalog::find(std::string_view name)
+{
+   auto const found = byName_.find(name);
+   return found == byName_.end() ? nullptr : found->second;
+}
+
+Entry* Catalog::regionOf(Entry& block)
+{
+   if (!block.block.isPacked()) {
+      return &block;
+   }
+   return arena(block.block.arena);
+}
+
+Entry* Catalog::arena(std::uint32_t slot)
+{
+   auto const found = arenas_.find(slot);
+   return found == arenas_.end() ? nullptr : found->second;
+}
+
+Entry& Catalog::insert(std::string_view name, Block const& block)
+{
+   Entry& entry = entries_.emplace_back(Entry{.name = std::string(name), .block = block});
+   if (name.empty()) {
+      entry.space = ArenaSpace(block.capacity);
+      arenas_[block.slot] = &entry;
+   } else {
+      byName_.emplace(entry.name, &entry);
+   }
+   return entry;
+}
+
+void Catalog::remove(Entry& block)
+{
+   if (Entry* const region = regionOf(block); block.block.isPacked() && region != nullptr) {
+      region->space.giveBack(block.block.offset, block.block.capacity);
+   }
+   if (block.name.empty()) {
+      arenas_.erase(block.block.slot);
+   } else {
+      byName_.erase(block.name);
+   }
+   entries_.remove_if([&](Entry const& entry) { return &entry == &block; });
+}
+
+std::optional<Catalog::Place> Catalog::placeFor(Block const& like, std::function<bool(Entry&)> const& isUsable)
+{
+   for (auto const& [slot, arena] : arenas_) {
+      Block const& block = arena->block;
+      if (block.backend != like.backend || block.uid != like.uid || block.node != like.node) {
+         continue;
+      }
+      std::optional<std::uint64_t> const offset = arena->space.find(like.capacity);
+      if (offset && isUsable(*arena)) {
+         return Place{arena, *offset};
+      }
+   }
+   return std::nullopt;
+}
+
+void Catalog::addressesAreTaken(Block const& region)
+{
+   if (region.addressBus >= addressBusFirst) {
+      addressBusNext_ = std::max(addressBusNext_, region.addressBus + region.capacity);
+   }
+}
+
+std::vector<Entry*> Catalog::emptyArenas()
+{
+   std::vector<Entry*> empty;
+   for (auto const& [slot, arena] : arenas_) {
+      if (arena->space.isAllFree()) {
+         empty.push_back(arena);
+      }
+   }
+   return empty;
+}
+
+} // namespace pinmem_lib

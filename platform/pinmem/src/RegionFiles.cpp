@@ -1,0 +1,118 @@
+#include "src/RegionFiles.h"
+#include "src/FileIdentity.h"
+#include "src/Refusal.h"
+#include "src/SystemCalls.h"
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <sys/mman.h>
+
+namespace pinmem_lib {
+
+namespace {
+
+bool isFileOf(struct stat const& status, Block const& region)
+{
+   return S_ISREG(status.st_mode) && status.st_dev == region.device && status.st_ino == region.inode;
+}
+
+} // namespace
+
+FileDescriptor RegionFiles::create(Block const& region) const
+{
+   std::string const name = nameOf(region);
+   constexpr int flags = O_RDWR | O_CREAT | O_EXCL;
+   FileDescriptor file = directory_.file(name, flags);
+   if (!file.isOpen() && errno == EEXIST && systemCalls.unlinkat(directory_.number(), name.c_str(), 0) == 0) {
+      file = directory_.file(name, flags);
+   }
+   if (!file.isOpen() && errno == ENOENT) {
+      refuseRemoved("directory '" + printable(directory_.path()) + "'");
+   }
+   if (!file.isOpen()) {
+      refuse("file '", pathOf(region), "' cannot be made: ", systemText(errno), "; make its directory writable");
+   }
+   return file;
+}
+
+void RegionFiles::identify(FileDescriptor const& file, Block& region) const
+{
+   struct stat status = {};
+   if (systemCalls.fstat(file.number(), &status) != 0) {
+      refuse("file '", pathOf(region), "' cannot be examined: ", systemText(errno));
+   }
+   region.device = status.st_dev;
+   region.inode = status.st_ino;
+}
+
+bool RegionFiles::isThere(Block const& region) const
+{
+   struct stat status = {};
+   if (region.inode == 0) {
+      return false;
+   }
+   if (systemCalls.fstatat(directory_.number(), nameOf(region).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      if (errno == ENOENT) {
+         return false;
+      }
+      refuse("file '", pathOf(region), "' cannot be found: ", systemText(errno));
+   }
+   if (!isFileOf(status, region)) {
+      refuse("file '", pathOf(region), "' was replaced by another; run: pinmemctl remove-domain");
+   }
+   return true;
+}
+
+FileDescriptor RegionFiles::open(Block const& region, std::uint64_t size) const
+{
+   FileDescriptor file = directory_.file(nameOf(region), O_RDWR);
+   struct stat status = {};
+   if (!file.isOpen() || systemCalls.fstat(file.number(), &status) != 0) {
+      refuse("file '", pathOf(region), "' cannot be opened: ", systemText(errno), "; allocate the block again");
+   }
+   if (!isFileOf(status, region)) {
+      refuse("file '", pathOf(region), "' is not the one that was made for the block; run: pinmemctl remove-domain");
+   }
+   if (static_cast<std::uint64_t>(status.st_size) < size) {
+      refuse("file '", pathOf(region), "' was cut to ", status.st_size, " bytes; run: pinmemctl remove-domain");
+   }
+   return file;
+}
+
+void RegionFiles::remove(Block const& region) const
+{
+   systemCalls.unlinkat(directory_.number(), nameOf(region).c_str(), 0);
+}
+
+void* RegionFiles::map(FileDescriptor const& file, std::uint64_t size)
+{
+   void* const address = systemCalls.mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
+   if (address == MAP_FAILED) {
+      refuse(size, " bytes cannot be mapped: ", systemText(errno), "; see 'ulimit -v' and /proc/sys/vm/max_map_count");
+   }
+   systemCalls.madvise(address, size, MADV_DONTDUMP);
+   return address;
+}
+
+std::string RegionFiles::nameOf(Block const& region)
+{
+   char name[18];
+   std::snprintf(name, sizeof(name), "%08x-%08x", region.slot, region.generation);
+   return name;
+}
+
+bool RegionFiles::isName(std::string const& name)
+{
+   auto const isDigit = [](char character) {
+      return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
+   };
+   return name.size() == 17 && name[8] == '-' && std::all_of(name.begin(), name.begin() + 8, isDigit) &&
+          std::all_of(name.begin() + 9, name.end(), isDigit);
+}
+
+std::string RegionFiles::pathOf(Block const& region) const
+{
+   return printable(directory_.path()) + "/" + nameOf(region);
+}
+
+} // namespace pinmem_lib
