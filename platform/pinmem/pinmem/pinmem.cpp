@@ -3,6 +3,7 @@
 #include "src/LastError.h"
 #include "src/Refusal.h"
 #include "src/Settings.h"
+#include "src/SystemCalls.h"
 #include <atomic>
 #include <cstring>
 #include <memory>
@@ -11,6 +12,7 @@
 #include <pinmem/pinmem.h>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 
 namespace {
 
@@ -21,7 +23,7 @@ struct Process {
    Settings const settings = Settings::fromEnvironment();
    std::mutex mutex;
    std::atomic<Domain*> domain = nullptr;
-   bool const isBackendThere = settings.backend == "auto" || settings.backend == "shm";
+   bool const isBackendThere = settings.backend == "auto" || settings.backend == "shm" || settings.backend == "hugetlb";
    std::atomic<bool> isNoticeDue = settings.backend == "auto";
 };
 
@@ -71,8 +73,8 @@ void giveNotice(Process& current)
       std::string const text =
          "pinmem: domain '" + printable(current.settings.domain) +
          "': DMA memory is simulated: blocks live in shared memory and no device can reach their bus addresses "
-         "(bit 63 set); PINMEM_BACKEND=shm says that this is meant\n";
-      [[maybe_unused]] ssize_t const ignored = ::write(STDERR_FILENO, text.data(), text.size());
+         "(bit 63 set); PINMEM_BACKEND=shm says that this is meant, 'pinmemctl doctor' why it is so\n";
+      systemCalls.write(STDERR_FILENO, text.data(), text.size());
    }
 }
 
@@ -108,7 +110,10 @@ std::uint64_t pinmem_alloc_func(char const* name, std::uint32_t size, char const
          checkBackendOf(current.settings, flags);
       }
       std::uint64_t const addressBus = domainOf(current).allocate(checked, size, owner == nullptr ? "" : owner, flags);
-      if (flags != BlockFlags::ordinary && current.isNoticeDue.load(std::memory_order_relaxed)) {
+      constexpr std::uint64_t simulatedBit = std::uint64_t{1} << 63;
+      if (
+         flags != BlockFlags::ordinary && (addressBus & simulatedBit) != 0 &&
+         current.isNoticeDue.load(std::memory_order_relaxed)) {
          giveNotice(current);
       }
       return addressBus;

@@ -6,7 +6,7 @@
 namespace pinmem_lib {
 
 /// The backends that a record may name.
-enum class BackendKind : std::uint32_t { shm = 1 };
+enum class BackendKind : std::uint32_t { shm = 1, hugetlb = 2 };
 
 /// The word for it in lists and messages; "unknown" for a number that this library does not know.
 char const* nameOf(BackendKind kind);
@@ -28,9 +28,10 @@ public:
    /// Capacities of regions are multiples of it, in bytes.
    virtual std::uint64_t unit() const = 0;
 
-   /// Makes memory of `region.capacity` bytes, all zero, and maps it. Enters its identity in `region`, and its bus
+   /// Makes memory of at least `region.capacity` bytes, all zero, and maps it. Enters its identity in `region`, and its bus
    /// address, if the backend knows a better one than the simulated one that is there. What a process that died before
    /// it wrote its record has left under the same slot and generation is replaced.
+   /// @throws NoRun  when there is memory, but not in one piece
    virtual void* create(Block& region, Reserve reserve) = 0;
 
    /// Whether the region's memory is still there. Needs no lock.

@@ -6,7 +6,9 @@
 #include "src/SystemCalls.h"
 #include <algorithm>
 #include <ctime>
+#include <sstream>
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace pinmem_lib {
 
@@ -28,15 +30,23 @@ bool isPacked(Block const& block)
    return block.flags == BlockFlags::dmaFrugal || block.size < roomyFrom;
 }
 
-Index openIndex(DomainPlace const& place, std::string const& boot)
+void refuseWithoutIndex(Directory const& folder, DomainPlace const& place)
+{
+   if (!folder.entries().empty()) {
+      refuse(
+         "'", printable(folder.path()), "' holds blocks, but their index is missing in '",
+         printable(place.control.path()), "'; nothing was changed; put it back, or run: pinmemctl remove-domain");
+   }
+}
+
+Index openIndex(DomainPlace const& place, HugetlbRoots const& roots, std::string const& boot)
 {
    if (Index::isThere(place.control)) {
       return Index::open(place.control);
    }
-   if (!place.data.entries().empty()) {
-      refuse(
-         "'", printable(place.data.path()), "' holds blocks, but their index is missing in '",
-         printable(place.control.path()), "'; nothing was changed; put it back, or run: pinmemctl remove-domain");
+   refuseWithoutIndex(place.data, place);
+   for (RegionFiles const& files : HugetlbBackend(place.hugetlbFolder(), roots, {}).folders()) {
+      refuseWithoutIndex(files.directory(), place);
    }
    return Index::create(place.control, boot);
 }
@@ -58,7 +68,7 @@ std::unique_ptr<Domain> Domain::open(Settings const& settings, Roots const& root
          continue;
       }
       DomainUsers users(place->control, isIndexThere ? Directory::Missing::leave : Directory::Missing::create);
-      Index index = openIndex(*place, boot);
+      Index index = openIndex(*place, roots.hugetlb, boot);
       if (!isLooking && index.bootId() != boot) {
          if (!users.tryExclusive()) {
             refuse(
@@ -69,19 +79,21 @@ std::unique_ptr<Domain> Domain::open(Settings const& settings, Roots const& root
          index.bootIdIs(boot);
       }
       users.share();
-      std::unique_ptr<Domain> domain(
-         new Domain(std::move(*place), lock->fileNumber(), std::move(users), std::move(index)));
+      std::unique_ptr<Domain> domain(new Domain(
+         settings, roots.hugetlb, std::move(*place), lock->fileNumber(), std::move(users), std::move(index)));
       domain->refresh();
       return domain;
    }
 }
 
-Domain::Domain(DomainPlace place, std::uint64_t lockNumber, DomainUsers users, Index index)
+Domain::Domain(
+   Settings const& settings, HugetlbRoots const& roots, DomainPlace place, std::uint64_t lockNumber, DomainUsers users,
+   Index index)
    : place_(std::move(place)),
      lockNumber_(lockNumber),
      users_(std::move(users)),
      index_(std::move(index)),
-     shm_(std::move(place_.data))
+     backends_(settings, std::move(place_.data), place_.hugetlbFolder(), roots)
 {}
 
 Domain::~Domain()
@@ -257,6 +269,10 @@ void Domain::checkConflict(Block const& block, std::uint32_t size, std::uint32_t
    if (block.flags == BlockFlags::ordinary && flags != BlockFlags::ordinary) {
       refuse("DMA memory is asked for, but the block was made as ordinary memory (flags=1); use another name");
    }
+   if (block.uid != ::geteuid()) {
+      refuse("the block belongs to user ", block.uid, ", not to user ", ::geteuid(), "; use another name");
+   }
+   backends_.checkUse(block, flags);
 }
 
 bool Domain::tryAttach(Entry& block)
@@ -264,6 +280,12 @@ bool Domain::tryAttach(Entry& block)
    Entry* const region = catalog_.regionOf(block);
    if (region == nullptr) {
       return false;
+   }
+   if (region->address != nullptr) {
+      return true;
+   }
+   if (region->block.backend != static_cast<std::uint32_t>(BackendKind::shm)) {
+      return false; // its bus address may be another one now, which wants the lock
    }
    try {
       attach(*region);
@@ -303,73 +325,136 @@ void Domain::use(Entry& block)
    Entry& region = regionOf(block);
    attach(region);
    users_.hold(block.block.slot);
+   if (block.block.isPacked()) {
+      block.block.addressBus = region.block.addressBus + block.block.offset;
+   }
    block.isHeld = true;
 }
 
 void Domain::attach(Entry& region)
 {
-   if (region.address == nullptr) {
-      region.address = backendOf(region.block).attach(region.block);
+   if (region.address != nullptr) {
+      return;
    }
+   Backend& backend = backendOf(region.block);
+   void* const address = backend.attach(region.block);
+   try {
+      if (std::uint64_t const now = backend.resolve(region.block, address); now != region.block.addressBus) {
+         moveTo(region, now);
+      }
+   } catch (...) {
+      systemCalls.munmap(address, region.block.capacity);
+      throw;
+   }
+   region.address = address;
+}
+
+void Domain::moveTo(Entry& region, std::uint64_t addressBus)
+{
+   std::optional<Record> const record = index_.read(region.block.slot);
+   if (!record) {
+      refuse("the record of this block is gone; allocate it again");
+   }
+   Block block = record->block;
+   block.addressBus = addressBus;
+   ++block.changeCount;
+   index_.write(Record::make(block, record->name(), record->owner()));
+   std::ostringstream text;
+   text << "pinmem: '" << printable(region.name) << "': the bus address was 0x" << std::hex << region.block.addressBus
+        << " and is now 0x" << addressBus << ": the kernel has moved the memory; devices that use it must be told\n";
+   region.block = block;
+   systemCalls.write(STDERR_FILENO, text.str().data(), text.str().size());
 }
 
 void Domain::make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags)
 {
    Block const earlier = block.block;
-   bool const isNew = earlier.generation == 0;
-   Block fresh = earlier;
-   ++fresh.generation;
+   Block fresh = {};
+   fresh.slot = earlier.slot;
+   fresh.generation = earlier.generation + 1;
    fresh.flags = flags;
    fresh.size = size;
    fresh.timeCreated = ::time(nullptr);
    fresh.uid = ::geteuid();
-   fresh.node = -1;
-   fresh.backend = static_cast<std::uint32_t>(kindFor(flags));
-   Backend& backend = backendOf(fresh);
-   fresh.capacity = isPacked(fresh) ? ArenaSpace::capacityFor(size) : roundedUp(size, backend.unit());
-   bool const isPlaceKept = !isNew && fresh.backend == earlier.backend && isPacked(fresh) == earlier.isPacked() &&
-                            fresh.capacity <= earlier.capacity;
-   if (isPlaceKept) {
+   fresh.node = backends_.node().node;
+   fresh.backend = static_cast<std::uint32_t>(backends_.kindFor(flags, isHugetlbInUse()));
+   if (earlier.generation != 0 && fresh.backend == earlier.backend && size <= earlier.capacity) {
+      fresh.arena = earlier.arena;
+      fresh.offset = earlier.offset;
       fresh.capacity = earlier.capacity;
-   } else {
-      checkWhole();
+      fresh.addressBus = earlier.addressBus;
+      earlier.isPacked() ? makePacked(block, fresh, owner, Place::kept) : makeRegion(block, fresh, owner, Place::kept);
+      return;
    }
-   if (!isNew && !earlier.isPacked()) {
-      backendOf(earlier).destroy(earlier); // a file of an earlier boot, where files outlive it
-   }
-   Entry* arena = nullptr;
+   checkWhole();
    if (isPacked(fresh)) {
-      arena = isPlaceKept ? catalog_.arena(earlier.arena) : &takePlace(fresh);
+      makePacked(block, fresh, owner, Place::fresh);
+      return;
    }
-   if (isPlaceKept && arena != nullptr && !tryRestore(*arena)) {
-      refuse("the memory of this block is gone; end the domain's other processes, then allocate it again");
-   }
-   if (isNew) {
-      fresh.slot = index_.slotForNew(); // only now: a new arena has taken one
-   }
-   void* address = nullptr;
    try {
-      if (arena != nullptr) {
-         backend.provide(arena->block, arena->address, fresh.offset, fresh.capacity);
-         fresh.arenaGeneration = arena->block.generation;
-         fresh.addressBus = arena->block.addressBus + fresh.offset;
-      } else {
-         address = createRegion(fresh, isPlaceKept, Backend::Reserve::whole);
+      makeRegion(block, fresh, owner, Place::fresh);
+   } catch (NoRun const&) {
+      makePacked(block, fresh, owner, Place::fresh); // an arena may be made of larger pages
+   }
+}
+
+void Domain::makePacked(Entry& block, Block fresh, std::string_view owner, Place place)
+{
+   if (place == Place::fresh) {
+      fresh.capacity = ArenaSpace::capacityFor(fresh.size);
+   }
+   Entry& arena = place == Place::fresh ? takePlace(fresh) : *catalog_.arena(fresh.arena);
+   try {
+      if (place == Place::kept && !tryRestore(arena)) {
+         refuse("the memory of this block is gone; end the domain's other processes, then allocate it again");
       }
-      users_.hold(fresh.slot);
-      index_.write(Record::make(fresh, block.name, owner));
+      backendOf(fresh).provide(arena.block, arena.address, fresh.offset, fresh.capacity);
+      fresh.arenaGeneration = arena.block.generation;
+      fresh.addressBus = arena.block.addressBus + fresh.offset;
+      record(block, fresh, owner, nullptr);
    } catch (...) {
-      users_.release(fresh.slot);
-      if (arena != nullptr && !isPlaceKept) {
-         arena->space.giveBack(fresh.offset, fresh.capacity);
-      }
-      if (address != nullptr) {
-         systemCalls.munmap(address, fresh.capacity);
-         backend.destroy(fresh);
+      if (place == Place::fresh) {
+         arena.space.giveBack(fresh.offset, fresh.capacity);
       }
       throw;
    }
-   if (Entry* const left = catalog_.regionOf(block); !isNew && !isPlaceKept && earlier.isPacked() && left != nullptr) {
+}
+
+void Domain::makeRegion(Entry& block, Block fresh, std::string_view owner, Place place)
+{
+   if (place == Place::fresh) {
+      fresh.capacity = roundedUp(fresh.size, backendOf(fresh).unit());
+   }
+   if (fresh.generation == 1) {
+      fresh.slot = index_.slotForNew();
+   } else if (!block.block.isPacked()) {
+      backendOf(block.block).destroy(block.block); // a file of an earlier boot, where files outlive it
+   }
+   void* const address = createRegion(fresh, place);
+   try {
+      record(block, fresh, owner, address);
+   } catch (...) {
+      systemCalls.munmap(address, fresh.capacity);
+      backendOf(fresh).destroy(fresh);
+      throw;
+   }
+}
+
+void Domain::record(Entry& block, Block fresh, std::string_view owner, void* address)
+{
+   if (fresh.generation == 1) {
+      fresh.slot = index_.slotForNew(); // only now: a new arena has taken one
+   }
+   users_.hold(fresh.slot);
+   try {
+      index_.write(Record::make(fresh, block.name, owner));
+   } catch (...) {
+      users_.release(fresh.slot);
+      throw;
+   }
+   Block const& earlier = block.block;
+   bool const isMoved = earlier.arena != fresh.arena || earlier.offset != fresh.offset;
+   if (Entry* const left = catalog_.regionOf(block); earlier.isPacked() && isMoved && left != nullptr) {
       left->space.giveBack(earlier.offset, earlier.capacity);
    }
    block.block = fresh;
@@ -377,12 +462,12 @@ void Domain::make(Entry& block, std::uint32_t size, std::string_view owner, std:
    block.isHeld = true;
 }
 
-void* Domain::createRegion(Block& region, bool isAddressKept, Backend::Reserve reserve)
+void* Domain::createRegion(Block& region, Place place, Backend::Reserve reserve)
 {
    Backend& backend = backendOf(region);
    region.arena = Block::noArena;
    region.offset = 0;
-   if (!isAddressKept) {
+   if (place == Place::fresh) {
       region.addressBus = catalog_.addressBusNext();
    }
    void* const address = backend.create(region, reserve);
@@ -399,14 +484,14 @@ void* Domain::createRegion(Block& region, bool isAddressKept, Backend::Reserve r
 
 Entry& Domain::takePlace(Block& block)
 {
-   std::optional<Catalog::Place> place = catalog_.placeFor(block, [this](Entry& arena) { return tryRestore(arena); });
-   if (!place) {
-      place = Catalog::Place{&newArena(block), 0};
+   std::optional<Catalog::Place> found = catalog_.placeFor(block, [this](Entry& arena) { return tryRestore(arena); });
+   if (!found) {
+      found = Catalog::Place{&newArena(block), 0};
    }
-   place->arena->space.take(place->offset, block.capacity);
-   block.arena = place->arena->block.slot;
-   block.offset = place->offset;
-   return *place->arena;
+   found->arena->space.take(found->offset, block.capacity);
+   block.arena = found->arena->block.slot;
+   block.offset = found->offset;
+   return *found->arena;
 }
 
 Entry& Domain::newArena(Block const& like)
@@ -417,9 +502,10 @@ Entry& Domain::newArena(Block const& like)
    arena.uid = like.uid;
    arena.node = like.node;
    arena.capacity = roundedUp(std::max(like.capacity, arenaSize), backendOf(like).unit());
+   arena.arena = Block::noArena;
    Entry& entry = catalog_.insert("", arena);
    try {
-      renewArena(entry, false);
+      renewArena(entry, Place::fresh);
    } catch (...) {
       catalog_.remove(entry);
       throw;
@@ -441,7 +527,7 @@ bool Domain::tryRestore(Entry& arena)
       return false;
    }
    backend.destroy(arena.block);
-   renewArena(arena, true);
+   renewArena(arena, Place::kept);
    return true;
 }
 
@@ -451,19 +537,22 @@ bool Domain::isLossOurs(Entry const& region)
    return region.block.inode == 0 || (region.address == nullptr && users_.isAlone());
 }
 
-void Domain::renewArena(Entry& arena, bool isAddressKept)
+void Domain::renewArena(Entry& arena, Place place)
 {
    Block fresh = arena.block;
    ++fresh.generation;
    fresh.size = fresh.capacity;
    fresh.timeCreated = ::time(nullptr);
-   void* const address = createRegion(fresh, isAddressKept, Backend::Reserve::parts);
+   void* const address = createRegion(fresh, place, Backend::Reserve::parts);
    try {
       index_.write(Record::make(fresh, "", ""));
    } catch (...) {
       systemCalls.munmap(address, fresh.capacity);
       backendOf(fresh).destroy(fresh);
       throw;
+   }
+   if (fresh.capacity != arena.block.capacity) {
+      arena.space = ArenaSpace(fresh.capacity); // a new one, of larger pages
    }
    arena.block = fresh;
    arena.address = address;
@@ -481,17 +570,13 @@ void Domain::checkWhole()
    }
 }
 
-BackendKind Domain::kindFor(std::uint32_t) const
+bool Domain::isHugetlbInUse()
 {
-   return BackendKind::shm;
-}
-
-Backend& Domain::backendOf(Block const& block)
-{
-   if (block.backend != static_cast<std::uint32_t>(BackendKind::shm)) {
-      refuse("the block was made by backend number ", block.backend, ", which is not part of this build");
-   }
-   return shm_;
+   auto const& entries = catalog_.entries();
+   return std::any_of(entries.begin(), entries.end(), [](Entry const& entry) {
+      return entry.block.backend == static_cast<std::uint32_t>(BackendKind::hugetlb) && !entry.block.isPacked() &&
+             entry.block.inode != 0;
+   });
 }
 
 } // namespace pinmem_lib

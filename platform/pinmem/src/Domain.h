@@ -1,11 +1,11 @@
 #pragma once
 
+#include "src/Backends.h"
 #include "src/Catalog.h"
 #include "src/DomainLock.h"
 #include "src/DomainPlace.h"
 #include "src/DomainUsers.h"
 #include "src/Index.h"
-#include "src/ShmBackend.h"
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -58,16 +58,20 @@ public:
    std::string const& path() const { return place_.control.path(); }
 
 private:
-   Domain(DomainPlace place, std::uint64_t lockNumber, DomainUsers users, Index index);
+   Domain(
+      Settings const& settings, HugetlbRoots const& roots, DomainPlace place, std::uint64_t lockNumber,
+      DomainUsers users, Index index);
 
    /// The block, if this process holds it already.
    Entry* findHeld(std::string_view name);
    /// Maps the region of a block that this process holds; false: the index must tell.
    bool tryAttach(Entry& block);
    void checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const;
-   Backend& backendOf(Block const& block);
-   /// The backend for a new block.
-   BackendKind kindFor(std::uint32_t flags) const;
+
+   Backend& backendOf(Block const& block) { return backends_.of(block); }
+
+   /// Whether the domain has memory in huge pages.
+   bool isHugetlbInUse();
 
    std::uint64_t addressOf(Entry& block);
    std::vector<Record> allRecords();
@@ -90,10 +94,20 @@ private:
    /// Counts this process in as the block's user and maps the region that holds it.
    void use(Entry& block);
    void attach(Entry& region);
+   /// Takes in that a region is now at another bus address.
+   void moveTo(Entry& region, std::uint64_t addressBus);
    /// Gives a block new memory and a record: one that is there and lost its memory, or a new one, without generation.
    void make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags);
-   /// Makes and maps a region's memory; a simulated bus address is the one that is there or a new one.
-   void* createRegion(Block& region, bool isAddressKept, Backend::Reserve reserve);
+   enum class Place {
+      fresh, ///< to be found
+      kept   ///< of memory that is gone: the same place, and the same simulated bus address
+   };
+   void makePacked(Entry& block, Block fresh, std::string_view owner, Place place);
+   void makeRegion(Entry& block, Block fresh, std::string_view owner, Place place);
+   /// Makes the block what is described, mapped at `address` if it is a region; nothing may fail after it.
+   void record(Entry& block, Block fresh, std::string_view owner, void* address);
+   /// Makes and maps a region's memory.
+   void* createRegion(Block& region, Place place, Backend::Reserve reserve = Backend::Reserve::whole);
    /// Takes a place for a packed block in an arena that has room, or in a new one.
    Entry& takePlace(Block& block);
    Entry& newArena(Block const& like);
@@ -101,7 +115,7 @@ private:
    bool tryRestore(Entry& arena);
    /// Whether nobody else can still use memory that is gone.
    bool isLossOurs(Entry const& region);
-   void renewArena(Entry& arena, bool isAddressKept);
+   void renewArena(Entry& arena, Place place);
    /// Makes sure that nobody else can have what a new place overlaps.
    /// @throws Refusal  when a record is damaged, since nobody can tell what its range was
    void checkWhole();
@@ -111,7 +125,7 @@ private:
    std::uint64_t lockNumber_;
    DomainUsers users_;
    Index index_;
-   ShmBackend shm_;
+   Backends backends_;
    Catalog catalog_;
 };
 

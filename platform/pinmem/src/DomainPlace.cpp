@@ -1,5 +1,9 @@
 #include "src/DomainPlace.h"
+#include "src/Refusal.h"
+#include "src/SystemCalls.h"
+#include <cerrno>
 #include <fcntl.h>
+#include <sstream>
 #include <sys/stat.h>
 #include <utility>
 
@@ -63,6 +67,19 @@ DomainPlace::open(Settings const& settings, Roots const& roots, Missing missing,
    }
    return DomainPlace{
       std::move(*controlBase), std::move(*control), std::move(*memoryBase), std::move(*memory), std::move(*data)};
+}
+
+std::string DomainPlace::hugetlbFolder() const
+{
+   struct stat status = {};
+   if (systemCalls.fstat(control.number(), &status) != 0) {
+      refuse("directory '", printable(control.path()), "' cannot be examined: ", systemText(errno));
+   }
+   constexpr std::size_t shown = 200; // of a name that may fill a whole folder name
+   std::string const name = control.path().substr(control.path().rfind('/') + 1, shown);
+   std::ostringstream text;
+   text << name << '.' << std::hex << status.st_dev << '-' << status.st_ino;
+   return text.str();
 }
 
 } // namespace pinmem_lib

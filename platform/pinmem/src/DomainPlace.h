@@ -1,6 +1,7 @@
 #pragma once
 
 #include "src/Directory.h"
+#include "src/HugePages.h"
 #include "src/Settings.h"
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@ struct Roots {
    std::string run = "/run";
    std::string memory = "/dev/shm";
    bool isPrivileged = ::geteuid() == 0;
+   HugetlbRoots hugetlb = {};
 };
 
 /// The open folders of one domain.
@@ -26,6 +28,11 @@ struct DomainPlace {
    Directory memoryBase;  ///< holds `memory` under the domain's name; may be the same folder as `controlBase`
    Directory memory;      ///< holds `data`; may be the same folder as `control`
    Directory data;        ///< the blocks' files
+
+   /// The name of the domain's folder below a hugetlbfs. It names the control folder, not only the domain: all domains
+   /// of a machine, in containers too, may share one hugetlbfs.
+   /// @throws Refusal
+   std::string hugetlbFolder() const;
 
    /// @param missing       for the control folder: a domain is there when that is
    /// @param missingBelow  for the other folders of a domain that is there: what was removed half is made again

@@ -1,6 +1,7 @@
 #include "src/DomainRemoval.h"
 #include "src/DomainLock.h"
 #include "src/DomainUsers.h"
+#include "src/HugetlbBackend.h"
 #include "src/Index.h"
 #include "src/Refusal.h"
 #include "src/RegionFiles.h"
@@ -56,10 +57,21 @@ DomainRemoval removeDomain(Settings const& settings, Roots const& roots)
    if (!users.tryExclusive()) {
       return DomainRemoval::inUse;
    }
+   HugetlbBackend const hugetlb(place->hugetlbFolder(), roots.hugetlb, {});
+   std::vector<RegionFiles> const folders = hugetlb.folders();
+   for (RegionFiles const& files : folders) {
+      checkEntries(files.directory(), &RegionFiles::isName);
+   }
    checkEntries(place->data, &RegionFiles::isName);
    checkEntries(place->memory, &isControlEntry);
    checkEntries(place->control, &isControlEntry);
 
+   for (RegionFiles const& files : folders) {
+      for (std::string const& name : files.directory().entries()) {
+         removeEntry(files.directory(), name, 0);
+      }
+   }
+   hugetlb.removeFolders();
    for (std::string const& name : place->data.entries()) {
       removeEntry(place->data, name, 0);
    }

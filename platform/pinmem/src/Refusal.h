@@ -14,6 +14,12 @@ public:
    using std::runtime_error::runtime_error;
 };
 
+/// There are not enough huge pages that are neighbours.
+class NoRun : public Refusal {
+public:
+   using Refusal::Refusal;
+};
+
 /// Throws the Refusal whose text is the given parts, one after the other.
 template <typename... Parts>
 [[noreturn]] void refuse(Parts const&... parts)

@@ -18,6 +18,9 @@ Settings Settings::fromEnvironment()
    if (char const* const backend = ::secure_getenv("PINMEM_BACKEND"); backend != nullptr) {
       settings.backend = backend;
    }
+   if (char const* const node = ::secure_getenv("PINMEM_NODE"); node != nullptr) {
+      settings.node = node;
+   }
    return settings;
 }
 
@@ -39,18 +42,32 @@ void checkPlaceOf(Settings const& settings)
    }
 }
 
+NodeWish nodeOf(Settings const& settings)
+{
+   if (settings.node.empty()) {
+      return {};
+   }
+   std::optional<NodeWish> const wish = NodeWish::parse(settings.node);
+   if (!wish) {
+      refuse(
+         "PINMEM_NODE='", printable(settings.node),
+         "' is not known; use the number of a NUMA node, such as 0, or 0! for that node and no other");
+   }
+   return *wish;
+}
+
 void checkBackendOf(Settings const& settings, std::uint32_t flags)
 {
-   if (settings.backend == "auto" || settings.backend == "shm") {
+   if (settings.backend == "auto" || settings.backend == "shm" || settings.backend == "hugetlb") {
       return;
    }
-   if (settings.backend != "hugetlb" && settings.backend != "iommu") {
+   if (settings.backend != "iommu") {
       refuse("PINMEM_BACKEND='", printable(settings.backend), "' is not known; use auto, shm, hugetlb or iommu");
    }
    if (flags != BlockFlags::ordinary) {
       refuse(
          "backend '", settings.backend,
-         "' is not part of this build; use PINMEM_BACKEND=shm (simulated bus addresses)");
+         "' is not part of this build; use PINMEM_BACKEND=hugetlb, or shm (simulated bus addresses)");
    }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "src/Node.h"
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,13 +12,18 @@ struct Settings {
    std::string domain = "default";       ///< PINMEM_DOMAIN
    std::optional<std::string> directory; ///< PINMEM_DIR: the folder that holds the domain's; none: the usual places
    std::string backend = "auto";         ///< PINMEM_BACKEND
+   std::string node;                     ///< PINMEM_NODE: `n` or `n!`; empty: any node
 
-   /// Reads the three variables, unchecked. A program that gained privilege when it was started sees the defaults.
+   /// Reads the variables, unchecked. A program that gained privilege when it was started sees the defaults.
    static Settings fromEnvironment();
 };
 
 /// @throws Refusal  when the domain's name cannot be the name of a folder, or the directory's name is empty
 void checkPlaceOf(Settings const& settings);
+
+/// The NUMA node that new memory is to come from.
+/// @throws Refusal  when PINMEM_NODE is neither `n` nor `n!`
+NodeWish nodeOf(Settings const& settings);
 
 /// Refuses a request that the chosen backend cannot serve. Ordinary memory is the same with every backend.
 ///

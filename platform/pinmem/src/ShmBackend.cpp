@@ -32,7 +32,7 @@ bool isHole(FileDescriptor const& file, std::uint64_t offset, std::uint64_t size
 
 char const* nameOf(BackendKind kind)
 {
-   return kind == BackendKind::shm ? "shm" : "unknown";
+   return kind == BackendKind::shm ? "shm" : kind == BackendKind::hugetlb ? "hugetlb" : "unknown";
 }
 
 std::uint64_t ShmBackend::unit() const
@@ -44,6 +44,7 @@ void* ShmBackend::create(Block& region, Reserve reserve)
 {
    FileDescriptor const file = files_.create(region);
    try {
+      bindFile(file, region.capacity, wish_);
       if (reserve == Reserve::whole) {
          this->reserve(file, 0, region.capacity);
       } else if (systemCalls.ftruncate(file.number(), static_cast<off_t>(region.capacity)) != 0) {
@@ -51,9 +52,23 @@ void* ShmBackend::create(Block& region, Reserve reserve)
       }
       region.pageSize = pageSize();
       files_.identify(file, region);
-      return RegionFiles::map(file, region.capacity);
+      void* const address = RegionFiles::map(file, region.capacity);
+      if (reserve == Reserve::whole) {
+         checkNodeOrUnmap(address, region.capacity);
+      }
+      return address;
    } catch (Refusal const&) {
       files_.remove(region);
+      throw;
+   }
+}
+
+void ShmBackend::checkNodeOrUnmap(void* address, std::uint64_t size) const
+{
+   try {
+      checkNode(address, size, pageSize(), wish_);
+   } catch (Refusal const&) {
+      systemCalls.munmap(address, size);
       throw;
    }
 }
@@ -101,6 +116,8 @@ void ShmBackend::provide(Block const& arena, void* address, std::uint64_t offset
    if (!isZero) {
       std::memset(static_cast<char*>(address) + offset, 0, size);
    }
+   std::uint64_t const first = offset / pageSize() * pageSize();
+   checkNode(static_cast<char*>(address) + first, offset + size - first, pageSize(), wish_);
 }
 
 void ShmBackend::destroy(Block const& region)

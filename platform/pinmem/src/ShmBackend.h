@@ -1,6 +1,7 @@
 #pragma once
 
 #include "src/Backend.h"
+#include "src/Node.h"
 #include "src/RegionFiles.h"
 
 namespace pinmem_lib {
@@ -10,7 +11,7 @@ namespace pinmem_lib {
 class ShmBackend final : public Backend {
 public:
    /// @param data  the domain's folder for the files
-   explicit ShmBackend(Directory data) : files_(std::move(data)) {}
+   explicit ShmBackend(Directory data, NodeWish wish = {}) : files_(std::move(data)), wish_(wish) {}
 
    std::uint64_t unit() const override;
    void* create(Block& region, Reserve reserve) override;
@@ -23,9 +24,11 @@ public:
    RegionFiles const& files() const { return files_; }
 
 private:
+   void checkNodeOrUnmap(void* address, std::uint64_t size) const;
    void reserve(FileDescriptor const& file, std::uint64_t offset, std::uint64_t size) const;
 
    RegionFiles files_;
+   NodeWish wish_;
 };
 
 } // namespace pinmem_lib

@@ -18,6 +18,7 @@ struct SystemCalls {
    int (*close)(int number);
    int (*fstat)(int number, struct stat* status);
    int (*fstatat)(int directory, char const* path, struct stat* status, int flags);
+   int (*faccessat)(int directory, char const* path, int mode, int flags);
    int (*fstatfs)(int number, struct statfs* status);
    int (*mkdirat)(int directory, char const* path, mode_t mode);
    int (*unlinkat)(int directory, char const* path, int flags);
@@ -29,6 +30,7 @@ struct SystemCalls {
    ssize_t (*read)(int number, void* bytes, std::size_t size);
    ssize_t (*pread)(int number, void* bytes, std::size_t size, off_t offset);
    ssize_t (*pwrite)(int number, void const* bytes, std::size_t size, off_t offset);
+   ssize_t (*write)(int number, void const* bytes, std::size_t size);
    off_t (*lseek)(int number, off_t offset, int whence);
    int (*fallocate)(int number, int mode, off_t offset, off_t size);
    int (*ftruncate)(int number, off_t size);

@@ -48,7 +48,7 @@ std::vector<std::string> linesOf(std::string const& text)
 
 constexpr char notice[] =
    "pinmem: domain 'default': DMA memory is simulated: blocks live in shared memory and no device can reach their bus "
-   "addresses (bit 63 set); PINMEM_BACKEND=shm says that this is meant\n";
+   "addresses (bit 63 set); PINMEM_BACKEND=shm says that this is meant, 'pinmemctl doctor' why it is so\n";
 
 } // namespace
 
@@ -184,7 +184,11 @@ TEST_F(ProcessesTest, theLibraryAnswersWhileStaticObjectsAreDestroyed)
 TEST_F(ProcessesTest, simulatedAddressesAreAnnouncedOnceWhenNobodyChoseThem)
 {
    environment_["PINMEM_BACKEND"] = "auto";
-   run({"alloc", "a", "64", "", "0", "alloc", "b", "64", "", "4", "alloc", "a", "64", "", "0"});
+   std::string const address =
+      run({"alloc", "a", "64", "", "0", "alloc", "b", "64", "", "4", "alloc", "a", "64", "", "0"});
+   if (address.at(0) != '8') {
+      GTEST_SKIP() << "this machine has huge pages, so that addresses are not simulated";
+   }
    EXPECT_EQ(errors_, notice);
 
    environment_.erase("PINMEM_BACKEND");
@@ -204,11 +208,11 @@ TEST_F(ProcessesTest, ordinaryMemoryAndAnExplicitChoiceAreSilent)
 
 TEST_F(ProcessesTest, aBackendThatIsNotThereIsRefusedByItsName)
 {
-   environment_["PINMEM_BACKEND"] = "hugetlb";
+   environment_["PINMEM_BACKEND"] = "iommu";
 
    EXPECT_EQ(
-      run({"alloc", "a", "64", "", "0", "error"}), "0\npinmem: 'a': backend 'hugetlb' is not part of this build; use "
-                                                   "PINMEM_BACKEND=shm (simulated bus addresses)\n");
+      run({"alloc", "a", "64", "", "0", "error"}), "0\npinmem: 'a': backend 'iommu' is not part of this build; use "
+                                                   "PINMEM_BACKEND=hugetlb, or shm (simulated bus addresses)\n");
    EXPECT_TRUE(std::filesystem::is_empty(temporary_.path()));
 }
 

@@ -60,27 +60,25 @@ TEST(Settings, anEmptyDirectoryIsRefused)
       refusalOf([&] { checkPlaceOf(settings); }), "PINMEM_DIR is set but empty; set it to a directory, or unset it");
 }
 
-TEST(Settings, autoAndShmServeAllMemory)
+TEST(Settings, autoShmAndHugetlbServeAllMemory)
 {
    for (std::uint32_t const flags : {BlockFlags::dmaFrugal, BlockFlags::ordinary, BlockFlags::dmaRoomy}) {
       EXPECT_EQ(refusalOfBackend("auto", flags), "");
       EXPECT_EQ(refusalOfBackend("shm", flags), "");
+      EXPECT_EQ(refusalOfBackend("hugetlb", flags), "");
    }
 }
 
 TEST(Settings, aBackendThatIsNotInThisBuildIsRefusedByItsName)
 {
    EXPECT_EQ(
-      refusalOfBackend("hugetlb", BlockFlags::dmaFrugal),
-      "backend 'hugetlb' is not part of this build; use PINMEM_BACKEND=shm (simulated bus addresses)");
-   EXPECT_EQ(
       refusalOfBackend("iommu", BlockFlags::dmaRoomy),
-      "backend 'iommu' is not part of this build; use PINMEM_BACKEND=shm (simulated bus addresses)");
+      "backend 'iommu' is not part of this build; use PINMEM_BACKEND=hugetlb, or shm (simulated bus addresses)");
 }
 
 TEST(Settings, ordinaryMemoryDoesNotDependOnTheBackend)
 {
-   EXPECT_EQ(refusalOfBackend("hugetlb", BlockFlags::ordinary), "");
+   EXPECT_EQ(refusalOfBackend("iommu", BlockFlags::ordinary), "");
 }
 
 TEST(Settings, anUnknownBackendIsRefusedForAllMemory)
@@ -90,4 +88,17 @@ TEST(Settings, anUnknownBackendIsRefusedForAllMemory)
       "PINMEM_BACKEND='SHM' is not known; use auto, shm, hugetlb or iommu");
    EXPECT_EQ(
       refusalOfBackend("", BlockFlags::dmaFrugal), "PINMEM_BACKEND='' is not known; use auto, shm, hugetlb or iommu");
+}
+
+TEST(Settings, theNodeIsAnyUnlessOneIsNamed)
+{
+   Settings settings;
+   EXPECT_EQ(nodeOf(settings), NodeWish());
+
+   settings.node = "1!";
+   EXPECT_EQ(nodeOf(settings), (NodeWish{1, true}));
+   settings.node = "near";
+   EXPECT_EQ(
+      refusalOf([&] { nodeOf(settings); }),
+      "PINMEM_NODE='near' is not known; use the number of a NUMA node, such as 0, or 0! for that node and no other");
 }

@@ -24,6 +24,7 @@ public:
       wrap<&Calls::openat>(calls);
       wrap<&Calls::fstat>(calls);
       wrap<&Calls::fstatat>(calls);
+      wrap<&Calls::faccessat>(calls);
       wrap<&Calls::fstatfs>(calls);
       wrap<&Calls::mkdirat>(calls);
       wrap<&Calls::unlinkat>(calls);
@@ -35,6 +36,7 @@ public:
       wrap<&Calls::read>(calls);
       wrap<&Calls::pread>(calls);
       wrap<&Calls::pwrite>(calls);
+      wrap<&Calls::write>(calls);
       wrap<&Calls::lseek>(calls);
       wrap<&Calls::fallocate>(calls);
       wrap<&Calls::ftruncate>(calls);

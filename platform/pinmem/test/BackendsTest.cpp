@@ -1,0 +1,106 @@
+#include "src/Backends.h"
+#include "src/BlockFlags.h"
+#include "test/support/HugePageFixture.h"
+#include "test/support/RefusalOf.h"
+
+using namespace pinmem_lib;
+using namespace pinmem_test;
+
+namespace {
+
+Backends backendsOf(TemporaryDirectory const& place, std::string const& backend, HugetlbRoots const& roots)
+{
+   Settings settings;
+   settings.backend = backend;
+   return Backends(settings, Directory::open(place.path(), Directory::Trust::guarded), "folder", roots);
+}
+
+Block blockBy(BackendKind kind)
+{
+   Block block = {};
+   block.backend = static_cast<std::uint32_t>(kind);
+   return block;
+}
+
+constexpr char noMount[] =
+   "no hugetlbfs with 2 MiB pages is mounted; run: mount -t hugetlbfs -o pagesize=2M none /dev/hugepages";
+
+/// A machine without any hugetlbfs.
+HugetlbRoots const bare = {.mountInfo = "/dev/null", .pageMap = "/dev/null", .kernel = "/dev/null"};
+
+} // namespace
+
+TEST(Backends, ordinaryMemoryIsAlwaysInATmpfs)
+{
+   TemporaryDirectory const place;
+   for (char const* const backend : {"auto", "shm", "hugetlb"}) {
+      EXPECT_EQ(backendsOf(place, backend, bare).kindFor(BlockFlags::ordinary, true), BackendKind::shm) << backend;
+   }
+}
+
+TEST(Backends, anExplicitChoiceThatCannotWorkIsRefusedWithItsReason)
+{
+   TemporaryDirectory const place;
+
+   EXPECT_EQ(
+      refusalOf([&] { backendsOf(place, "hugetlb", bare).kindFor(BlockFlags::dmaFrugal, false); }),
+      std::string("backend 'hugetlb' cannot be used: ") + noMount);
+}
+
+TEST(Backends, autoTakesTheFirstWithoutAnObstacle)
+{
+   TemporaryDirectory const place;
+   Backends sut = backendsOf(place, "auto", bare);
+
+   EXPECT_EQ(sut.kindFor(BlockFlags::dmaRoomy, false), BackendKind::shm);
+   std::vector<Backends::Finding> const findings = sut.findings(false);
+   ASSERT_EQ(findings.size(), 3U);
+   EXPECT_EQ(findings[0].backend + ": " + findings[0].obstacle, "iommu: it is not part of this build");
+   EXPECT_EQ(findings[1].backend + ": " + findings[1].obstacle, std::string("hugetlb: ") + noMount);
+   EXPECT_EQ(findings[2].backend + ": " + findings[2].obstacle, "shm: ");
+}
+
+TEST(Backends, eachBlockIsItsMakersAndAnUnknownMakerIsRefused)
+{
+   TemporaryDirectory const place;
+   Backends sut = backendsOf(place, "auto", bare);
+
+   EXPECT_EQ(&sut.of(blockBy(BackendKind::hugetlb)), &sut.hugetlb());
+   EXPECT_NE(&sut.of(blockBy(BackendKind::shm)), &sut.hugetlb());
+   EXPECT_EQ(
+      refusalOf([&] { sut.of(blockBy(static_cast<BackendKind>(9))); }),
+      "the block was made by backend number 9, which is not part of this build");
+}
+
+TEST(Backends, aBlockOfAnotherBackendIsRefusedAsDmaMemoryOnly)
+{
+   TemporaryDirectory const place;
+   Block const real = blockBy(BackendKind::hugetlb);
+
+   EXPECT_EQ(
+      refusalOf([&] { backendsOf(place, "shm", bare).checkUse(real, BlockFlags::dmaFrugal); }),
+      "the block was made by backend 'hugetlb', but PINMEM_BACKEND=shm is set; unset it, or use another name");
+   EXPECT_EQ(refusalOf([&] { backendsOf(place, "shm", bare).checkUse(real, BlockFlags::ordinary); }), "");
+   EXPECT_EQ(refusalOf([&] { backendsOf(place, "hugetlb", bare).checkUse(real, BlockFlags::dmaFrugal); }), "");
+   EXPECT_EQ(refusalOf([&] { backendsOf(place, "auto", bare).checkUse(real, BlockFlags::dmaFrugal); }), "");
+}
+
+TEST(Backends, backendsHaveNames)
+{
+   EXPECT_STREQ(nameOf(BackendKind::shm), "shm");
+   EXPECT_STREQ(nameOf(BackendKind::hugetlb), "hugetlb");
+   EXPECT_STREQ(nameOf(static_cast<BackendKind>(9)), "unknown");
+}
+
+using BackendsOnHugePages = HugePageFixture;
+
+TEST_F(BackendsOnHugePages, autoTakesHugePagesAndStaysWithIt)
+{
+   Backends sut = backendsOf(temporary_, "auto", roots_);
+   EXPECT_EQ(sut.kindFor(BlockFlags::dmaFrugal, false), BackendKind::hugetlb);
+
+   std::ofstream(mountInfo_) << "";
+
+   EXPECT_EQ(sut.kindFor(BlockFlags::dmaFrugal, false), BackendKind::hugetlb);
+   EXPECT_EQ(sut.findings(false)[1].obstacle, noMount);
+}

@@ -1,0 +1,103 @@
+#include "src/PageMap.h"
+#include "src/SystemCalls.h"
+#include "test/support/TemporaryDirectory.h"
+#include <cstring>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace pinmem_lib;
+using namespace pinmem_test;
+
+namespace {
+
+constexpr char usual[] = "/proc/self/pagemap";
+
+/// What a process of another user sees, who has no privilege; a started program never had it, a forked one dropped it.
+PageMap::Sight sightOfOtherUser()
+{
+   pid_t const child = ::fork();
+   if (child == 0) {
+      if (::setresuid(65534, 65534, 65534) != 0) {
+         ::_exit(99);
+      }
+      ::_exit(static_cast<int>(PageMap(usual).sight()));
+   }
+   int status = 0;
+   ::waitpid(child, &status, 0);
+   return static_cast<PageMap::Sight>(WEXITSTATUS(status));
+}
+
+} // namespace
+
+TEST(PageMap, aProcessWithPrivilegeSeesWhereItsPagesAre)
+{
+   if (::geteuid() != 0) {
+      GTEST_SKIP() << "only root may see physical addresses";
+   }
+   PageMap const sut(usual);
+   auto const pageSize = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+   void* const memory =
+      ::mmap(nullptr, 4 * pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+
+   PageMap::Answer const answer = sut.read(memory, 4, pageSize);
+
+   ASSERT_EQ(answer.sight, PageMap::Sight::seen);
+   ASSERT_EQ(answer.physical.size(), 4U);
+   for (std::uint64_t const physical : answer.physical) {
+      EXPECT_NE(physical, 0U);
+      EXPECT_EQ(physical % pageSize, 0U);
+   }
+   EXPECT_EQ(sut.sight(), PageMap::Sight::seen);
+   ::munmap(memory, 4 * pageSize);
+}
+
+TEST(PageMap, aProcessThatDroppedItsPrivilegeSeesNothing)
+{
+   if (::geteuid() != 0) {
+      GTEST_SKIP() << "only root has privilege to drop";
+   }
+   EXPECT_EQ(sightOfOtherUser(), PageMap::Sight::closed);
+}
+
+TEST(PageMap, aMissingOrEmptyMapIsClosed)
+{
+   EXPECT_EQ(PageMap("/no/such/file").sight(), PageMap::Sight::closed);
+   EXPECT_EQ(PageMap("/dev/null").sight(), PageMap::Sight::closed);
+}
+
+TEST(PageMap, anEntryWithoutThePresentBitIsAPageThatIsNotThere)
+{
+   EXPECT_EQ(PageMap("/dev/zero").sight(), PageMap::Sight::notPresent);
+}
+
+TEST(PageMap, anEntryWithoutAFrameIsHidden)
+{
+   SystemCalls const calls = systemCalls;
+   systemCalls.pread = [](int, void* bytes, std::size_t size, off_t) {
+      std::uint64_t const present = std::uint64_t{1} << 63;
+      std::memcpy(bytes, &present, sizeof(present));
+      return static_cast<ssize_t>(size);
+   };
+
+   EXPECT_EQ(PageMap("/dev/zero").sight(), PageMap::Sight::hidden);
+
+   systemCalls = calls;
+}
+
+TEST(PageMap, eachSightHasItsOwnText)
+{
+   EXPECT_STREQ(
+      PageMap::describe(PageMap::Sight::closed),
+      "the page map of this process is closed to it, as after dropping privilege; make the block with privilege, for "
+      "instance by 'pinmemctl prealloc', and it can be used without");
+   EXPECT_STREQ(
+      PageMap::describe(PageMap::Sight::hidden),
+      "the kernel hides physical addresses from this process; run it with the capability CAP_SYS_ADMIN, or make the "
+      "block by 'pinmemctl prealloc' as a user who has it");
+   EXPECT_STREQ(
+      PageMap::describe(PageMap::Sight::notPresent),
+      "the kernel does not hold the pages that it has just given; see the kernel's log");
+   EXPECT_STREQ(PageMap::describe(PageMap::Sight::seen), "physical addresses can be seen");
+}
