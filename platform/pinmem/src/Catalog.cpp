@@ -23,7 +23,9 @@ void Catalog::add(Record const& record)
    Entry* entry = nullptr;
    if (record.isArena()) {
       auto const known = std::find_if(entries_.begin(), entries_.end(), [&](Entry const& other) {
-         return other.name.empty() && other.block.slot == block.slot && other.block.generation == block.generation;
+         // The slot of a freed arena may be another one's now.
+         return other.name.empty() && other.block.slot == block.slot && other.block.device == block.device &&
+                other.block.inode == block.inode;
       });
       entry = known == entries_.end() ? &entries_.emplace_back() : &*known;
       entry->space = ArenaSpace(block.capacity);

@@ -14,22 +14,6 @@ namespace pinmem_lib {
 
 namespace {
 
-/// From this size on a block that is not frugal gets memory of its own, in bytes.
-constexpr std::uint64_t roomyFrom = 1U << 20;
-
-/// The smallest arena, in bytes.
-constexpr std::uint64_t arenaSize = 2U << 20;
-
-std::uint64_t roundedUp(std::uint64_t value, std::uint64_t step)
-{
-   return (value + step - 1) / step * step;
-}
-
-bool isPacked(Block const& block)
-{
-   return block.flags == BlockFlags::dmaFrugal || block.size < roomyFrom;
-}
-
 void refuseWithoutIndex(Directory const& folder, DomainPlace const& place)
 {
    if (!folder.entries().empty()) {
@@ -93,7 +77,8 @@ Domain::Domain(
      lockNumber_(lockNumber),
      users_(std::move(users)),
      index_(std::move(index)),
-     backends_(settings, std::move(place_.data), place_.hugetlbFolder(), roots)
+     backends_(settings, std::move(place_.data), place_.hugetlbFolder(), roots),
+     maker_(index_, catalog_, backends_, users_)
 {}
 
 Domain::~Domain()
@@ -120,7 +105,7 @@ std::uint64_t Domain::allocate(std::string_view name, std::uint32_t size, std::s
       fresh.arena = Block::noArena;
       block = &catalog_.insert(name, fresh);
       try {
-         make(*block, size, owner, flags);
+         maker_.make(*block, size, owner, flags);
       } catch (...) {
          catalog_.remove(*block);
          throw;
@@ -131,12 +116,12 @@ std::uint64_t Domain::allocate(std::string_view name, std::uint32_t size, std::s
       // That of an arena that was made anew is nobody's any more.
       Entry const& region = regionOf(*block);
       bool const isLeft = block->block.isPacked() && block->block.arenaGeneration != region.block.generation;
-      if (!isLeft && !isLossOurs(region)) {
+      if (!isLeft && !maker_.isLossOurs(region)) {
          refuse(
             "the memory of this block is gone, but processes that use the domain may have it mapped, and devices may "
             "use its bus address; end the domain's other processes, then allocate it again");
       }
-      make(*block, size, owner, flags);
+      maker_.make(*block, size, owner, flags);
       return block->block.addressBus;
    }
    checkConflict(block->block, size, flags);
@@ -185,6 +170,36 @@ void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
 std::uint64_t Domain::addressOf(Entry& block)
 {
    return reinterpret_cast<std::uintptr_t>(catalog_.regionOf(block)->address) + block.block.offset;
+}
+
+Domain::Freed Domain::free(std::string_view name)
+{
+   std::lock_guard const guard(mutex_);
+   DomainLock const held = lock();
+   Entry* const block = confirm(name);
+   if (block == nullptr) {
+      return Freed::notThere;
+   }
+   if (block->isHeld || users_.isHeldByOthers(block->block.slot)) {
+      return Freed::inUse;
+   }
+   maker_.free(*block);
+   return Freed::freed;
+}
+
+Collected Domain::collect()
+{
+   std::lock_guard const guard(mutex_);
+   DomainLock const held = lock();
+   index_.readAgain();
+   refresh();
+   return maker_.collect();
+}
+
+std::vector<Backends::Finding> Domain::findings()
+{
+   std::lock_guard const guard(mutex_);
+   return backends_.findings(maker_.isHugetlbInUse());
 }
 
 std::vector<Record> Domain::records()
@@ -288,7 +303,7 @@ bool Domain::tryAttach(Entry& block)
       return false; // its bus address may be another one now, which wants the lock
    }
    try {
-      attach(*region);
+      maker_.attach(*region);
       return true;
    } catch (Refusal const&) {
       return false;
@@ -317,266 +332,18 @@ bool Domain::isThere(Entry& block)
 {
    Block const& region = regionOf(block).block;
    return (!block.block.isPacked() || block.block.arenaGeneration == region.generation) &&
-          backendOf(region).isThere(region);
+          backends_.of(region).isThere(region);
 }
 
 void Domain::use(Entry& block)
 {
    Entry& region = regionOf(block);
-   attach(region);
+   maker_.attach(region);
    users_.hold(block.block.slot);
    if (block.block.isPacked()) {
       block.block.addressBus = region.block.addressBus + block.block.offset;
    }
    block.isHeld = true;
-}
-
-void Domain::attach(Entry& region)
-{
-   if (region.address != nullptr) {
-      return;
-   }
-   Backend& backend = backendOf(region.block);
-   void* const address = backend.attach(region.block);
-   try {
-      if (std::uint64_t const now = backend.resolve(region.block, address); now != region.block.addressBus) {
-         moveTo(region, now);
-      }
-   } catch (...) {
-      systemCalls.munmap(address, region.block.capacity);
-      throw;
-   }
-   region.address = address;
-}
-
-void Domain::moveTo(Entry& region, std::uint64_t addressBus)
-{
-   std::optional<Record> const record = index_.read(region.block.slot);
-   if (!record) {
-      refuse("the record of this block is gone; allocate it again");
-   }
-   Block block = record->block;
-   block.addressBus = addressBus;
-   ++block.changeCount;
-   index_.write(Record::make(block, record->name(), record->owner()));
-   std::ostringstream text;
-   text << "pinmem: '" << printable(region.name) << "': the bus address was 0x" << std::hex << region.block.addressBus
-        << " and is now 0x" << addressBus << ": the kernel has moved the memory; devices that use it must be told\n";
-   region.block = block;
-   systemCalls.write(STDERR_FILENO, text.str().data(), text.str().size());
-}
-
-void Domain::make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags)
-{
-   Block const earlier = block.block;
-   Block fresh = {};
-   fresh.slot = earlier.slot;
-   fresh.generation = earlier.generation + 1;
-   fresh.flags = flags;
-   fresh.size = size;
-   fresh.timeCreated = ::time(nullptr);
-   fresh.uid = ::geteuid();
-   fresh.node = backends_.node().node;
-   fresh.backend = static_cast<std::uint32_t>(backends_.kindFor(flags, isHugetlbInUse()));
-   if (earlier.generation != 0 && fresh.backend == earlier.backend && size <= earlier.capacity) {
-      fresh.arena = earlier.arena;
-      fresh.offset = earlier.offset;
-      fresh.capacity = earlier.capacity;
-      fresh.addressBus = earlier.addressBus;
-      earlier.isPacked() ? makePacked(block, fresh, owner, Place::kept) : makeRegion(block, fresh, owner, Place::kept);
-      return;
-   }
-   checkWhole();
-   if (isPacked(fresh)) {
-      makePacked(block, fresh, owner, Place::fresh);
-      return;
-   }
-   try {
-      makeRegion(block, fresh, owner, Place::fresh);
-   } catch (NoRun const&) {
-      makePacked(block, fresh, owner, Place::fresh); // an arena may be made of larger pages
-   }
-}
-
-void Domain::makePacked(Entry& block, Block fresh, std::string_view owner, Place place)
-{
-   if (place == Place::fresh) {
-      fresh.capacity = ArenaSpace::capacityFor(fresh.size);
-   }
-   Entry& arena = place == Place::fresh ? takePlace(fresh) : *catalog_.arena(fresh.arena);
-   try {
-      if (place == Place::kept && !tryRestore(arena)) {
-         refuse("the memory of this block is gone; end the domain's other processes, then allocate it again");
-      }
-      backendOf(fresh).provide(arena.block, arena.address, fresh.offset, fresh.capacity);
-      fresh.arenaGeneration = arena.block.generation;
-      fresh.addressBus = arena.block.addressBus + fresh.offset;
-      record(block, fresh, owner, nullptr);
-   } catch (...) {
-      if (place == Place::fresh) {
-         arena.space.giveBack(fresh.offset, fresh.capacity);
-      }
-      throw;
-   }
-}
-
-void Domain::makeRegion(Entry& block, Block fresh, std::string_view owner, Place place)
-{
-   if (place == Place::fresh) {
-      fresh.capacity = roundedUp(fresh.size, backendOf(fresh).unit());
-   }
-   if (fresh.generation == 1) {
-      fresh.slot = index_.slotForNew();
-   } else if (!block.block.isPacked()) {
-      backendOf(block.block).destroy(block.block); // a file of an earlier boot, where files outlive it
-   }
-   void* const address = createRegion(fresh, place);
-   try {
-      record(block, fresh, owner, address);
-   } catch (...) {
-      systemCalls.munmap(address, fresh.capacity);
-      backendOf(fresh).destroy(fresh);
-      throw;
-   }
-}
-
-void Domain::record(Entry& block, Block fresh, std::string_view owner, void* address)
-{
-   if (fresh.generation == 1) {
-      fresh.slot = index_.slotForNew(); // only now: a new arena has taken one
-   }
-   users_.hold(fresh.slot);
-   try {
-      index_.write(Record::make(fresh, block.name, owner));
-   } catch (...) {
-      users_.release(fresh.slot);
-      throw;
-   }
-   Block const& earlier = block.block;
-   bool const isMoved = earlier.arena != fresh.arena || earlier.offset != fresh.offset;
-   if (Entry* const left = catalog_.regionOf(block); earlier.isPacked() && isMoved && left != nullptr) {
-      left->space.giveBack(earlier.offset, earlier.capacity);
-   }
-   block.block = fresh;
-   block.address = address;
-   block.isHeld = true;
-}
-
-void* Domain::createRegion(Block& region, Place place, Backend::Reserve reserve)
-{
-   Backend& backend = backendOf(region);
-   region.arena = Block::noArena;
-   region.offset = 0;
-   if (place == Place::fresh) {
-      region.addressBus = catalog_.addressBusNext();
-   }
-   void* const address = backend.create(region, reserve);
-   try {
-      region.addressBus = backend.resolve(region, address);
-   } catch (...) {
-      systemCalls.munmap(address, region.capacity);
-      backend.destroy(region);
-      throw;
-   }
-   catalog_.addressesAreTaken(region);
-   return address;
-}
-
-Entry& Domain::takePlace(Block& block)
-{
-   std::optional<Catalog::Place> found = catalog_.placeFor(block, [this](Entry& arena) { return tryRestore(arena); });
-   if (!found) {
-      found = Catalog::Place{&newArena(block), 0};
-   }
-   found->arena->space.take(found->offset, block.capacity);
-   block.arena = found->arena->block.slot;
-   block.offset = found->offset;
-   return *found->arena;
-}
-
-Entry& Domain::newArena(Block const& like)
-{
-   Block arena = {};
-   arena.slot = index_.slotForNew();
-   arena.backend = like.backend;
-   arena.uid = like.uid;
-   arena.node = like.node;
-   arena.capacity = roundedUp(std::max(like.capacity, arenaSize), backendOf(like).unit());
-   arena.arena = Block::noArena;
-   Entry& entry = catalog_.insert("", arena);
-   try {
-      renewArena(entry, Place::fresh);
-   } catch (...) {
-      catalog_.remove(entry);
-      throw;
-   }
-   return entry;
-}
-
-bool Domain::tryRestore(Entry& arena)
-{
-   if (arena.address != nullptr) {
-      return true;
-   }
-   Backend& backend = backendOf(arena.block);
-   if (backend.isThere(arena.block)) {
-      attach(arena);
-      return true;
-   }
-   if (!isLossOurs(arena)) {
-      return false;
-   }
-   backend.destroy(arena.block);
-   renewArena(arena, Place::kept);
-   return true;
-}
-
-bool Domain::isLossOurs(Entry const& region)
-{
-   // Memory of an earlier boot (no inode) is nobody's any more.
-   return region.block.inode == 0 || (region.address == nullptr && users_.isAlone());
-}
-
-void Domain::renewArena(Entry& arena, Place place)
-{
-   Block fresh = arena.block;
-   ++fresh.generation;
-   fresh.size = fresh.capacity;
-   fresh.timeCreated = ::time(nullptr);
-   void* const address = createRegion(fresh, place, Backend::Reserve::parts);
-   try {
-      index_.write(Record::make(fresh, "", ""));
-   } catch (...) {
-      systemCalls.munmap(address, fresh.capacity);
-      backendOf(fresh).destroy(fresh);
-      throw;
-   }
-   if (fresh.capacity != arena.block.capacity) {
-      arena.space = ArenaSpace(fresh.capacity); // a new one, of larger pages
-   }
-   arena.block = fresh;
-   arena.address = address;
-}
-
-void Domain::checkWhole()
-{
-   std::set<std::uint32_t> slots = index_.damaged();
-   slots.insert(catalog_.contradictions().begin(), catalog_.contradictions().end());
-   if (!slots.empty()) {
-      refuse(
-         "record ", *slots.begin(), " of index '", index_.path(),
-         "' is damaged: it may be this block's, and its bus addresses are not known; no new block is made and none "
-         "grows; end the domain's processes and run: pinmemctl remove-domain");
-   }
-}
-
-bool Domain::isHugetlbInUse()
-{
-   auto const& entries = catalog_.entries();
-   return std::any_of(entries.begin(), entries.end(), [](Entry const& entry) {
-      return entry.block.backend == static_cast<std::uint32_t>(BackendKind::hugetlb) && !entry.block.isPacked() &&
-             entry.block.inode != 0;
-   });
 }
 
 } // namespace pinmem_lib

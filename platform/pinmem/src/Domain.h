@@ -1,6 +1,7 @@
 #pragma once
 
 #include "src/Backends.h"
+#include "src/BlockMaker.h"
 #include "src/Catalog.h"
 #include "src/DomainLock.h"
 #include "src/DomainPlace.h"
@@ -45,6 +46,17 @@ public:
    /// @throws Refusal  when the block is not mapped, or elsewhere
    void unmap(std::string_view name, std::uint64_t addressVirtual);
 
+   enum class Freed { freed, notThere, inUse };
+
+   /// Frees a block and its memory, unless a process uses it.
+   Freed free(std::string_view name);
+
+   /// Removes what nobody needs: files that a process left which died before it wrote their record, and empty arenas.
+   Collected collect();
+
+   /// What `PINMEM_BACKEND=auto` finds out about the backends.
+   std::vector<Backends::Finding> findings();
+
    /// The records of all blocks, in the order of their bus addresses.
    std::vector<Record> records();
 
@@ -68,11 +80,6 @@ private:
    bool tryAttach(Entry& block);
    void checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const;
 
-   Backend& backendOf(Block const& block) { return backends_.of(block); }
-
-   /// Whether the domain has memory in huge pages.
-   bool isHugetlbInUse();
-
    std::uint64_t addressOf(Entry& block);
    std::vector<Record> allRecords();
 
@@ -93,33 +100,6 @@ private:
    bool isThere(Entry& block);
    /// Counts this process in as the block's user and maps the region that holds it.
    void use(Entry& block);
-   void attach(Entry& region);
-   /// Takes in that a region is now at another bus address.
-   void moveTo(Entry& region, std::uint64_t addressBus);
-   /// Gives a block new memory and a record: one that is there and lost its memory, or a new one, without generation.
-   void make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags);
-   enum class Place {
-      fresh, ///< to be found
-      kept   ///< of memory that is gone: the same place, and the same simulated bus address
-   };
-   void makePacked(Entry& block, Block fresh, std::string_view owner, Place place);
-   void makeRegion(Entry& block, Block fresh, std::string_view owner, Place place);
-   /// Makes the block what is described, mapped at `address` if it is a region; nothing may fail after it.
-   void record(Entry& block, Block fresh, std::string_view owner, void* address);
-   /// Makes and maps a region's memory.
-   void* createRegion(Block& region, Place place, Backend::Reserve reserve = Backend::Reserve::whole);
-   /// Takes a place for a packed block in an arena that has room, or in a new one.
-   Entry& takePlace(Block& block);
-   Entry& newArena(Block const& like);
-   /// Maps an arena; gives it new memory if it has lost its own and nobody can use that.
-   bool tryRestore(Entry& arena);
-   /// Whether nobody else can still use memory that is gone.
-   bool isLossOurs(Entry const& region);
-   void renewArena(Entry& arena, Place place);
-   /// Makes sure that nobody else can have what a new place overlaps.
-   /// @throws Refusal  when a record is damaged, since nobody can tell what its range was
-   void checkWhole();
-
    std::mutex mutex_;
    DomainPlace place_;
    std::uint64_t lockNumber_;
@@ -127,6 +107,7 @@ private:
    Index index_;
    Backends backends_;
    Catalog catalog_;
+   BlockMaker maker_;
 };
 
 } // namespace pinmem_lib

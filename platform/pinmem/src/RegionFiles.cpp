@@ -110,6 +110,11 @@ bool RegionFiles::isName(std::string const& name)
           std::all_of(name.begin() + 9, name.end(), isDigit);
 }
 
+std::uint32_t RegionFiles::slotOf(std::string const& name)
+{
+   return static_cast<std::uint32_t>(std::stoul(name, nullptr, 16));
+}
+
 std::string RegionFiles::pathOf(Block const& region) const
 {
    return printable(directory_.path()) + "/" + nameOf(region);

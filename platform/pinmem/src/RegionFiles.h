@@ -44,6 +44,9 @@ public:
    /// Whether a name could have come from `nameOf`.
    static bool isName(std::string const& name);
 
+   /// The slot in such a name.
+   static std::uint32_t slotOf(std::string const& name);
+
 private:
    Directory directory_;
 };
