@@ -11,6 +11,7 @@ void Catalog::forget()
    contradictions_.clear();
    entries_.remove_if([](Entry const& entry) { return !entry.isHeld && entry.address == nullptr; });
    for (Entry& entry : entries_) {
+      entry.isRecorded = false;
       if (!entry.name.empty()) {
          byName_.emplace(entry.name, &entry);
       }
@@ -20,7 +21,11 @@ void Catalog::forget()
 void Catalog::add(Record const& record)
 {
    Block const& block = record.block;
-   Entry* entry = nullptr;
+   Entry* entry = record.isArena() ? nullptr : find(record.name());
+   if ((record.isArena() && block.isPacked()) || (entry != nullptr && entry->isRecorded)) {
+      contradictions_.insert(block.slot);
+      return;
+   }
    if (record.isArena()) {
       auto const known = std::find_if(entries_.begin(), entries_.end(), [&](Entry const& other) {
          // The slot of a freed arena may be another one's now.
@@ -32,7 +37,6 @@ void Catalog::add(Record const& record)
       arenas_[block.slot] = entry;
       addressesAreTaken(block);
    } else {
-      entry = find(record.name());
       if (entry == nullptr) {
          entry = &entries_.emplace_back(Entry{.name = std::string(record.name())});
          byName_.emplace(entry->name, entry);
@@ -43,6 +47,7 @@ void Catalog::add(Record const& record)
          addressesAreTaken(block);
       }
    }
+   entry->isRecorded = true;
    if (entry->address == nullptr) {
       entry->isHeld = entry->isHeld && entry->block.slot == block.slot && entry->block.generation == block.generation;
       entry->block = block;

@@ -20,6 +20,7 @@ namespace pinmem_lib {
 struct Entry {
    std::string name; ///< empty: an arena
    Block block = {};
+   bool isRecorded = true;           ///< the index has it; false between `forget` and `add`
    bool isHeld = false;              ///< this process is counted in as a user of the block
    void* address = nullptr;          ///< a region's: where it is mapped; null: it is not
    std::uint64_t mapCount = 0;       ///< a block's: how many `map` have no `unmap` yet
@@ -72,7 +73,8 @@ public:
    /// Notes that the region's simulated bus addresses are given away.
    void addressesAreTaken(Block const& region);
 
-   /// Slots of records that contradict another one: no arena, or a part of it that is another block's.
+   /// Slots of records that contradict another one: a name that is another block's, no arena, or a
+   /// part of it that is another block's.
    std::set<std::uint32_t> const& contradictions() const { return contradictions_; }
 
    /// All entries, arenas as well.

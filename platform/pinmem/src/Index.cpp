@@ -103,14 +103,16 @@ void Index::bootIdIs(std::string const& bootId)
          writeAgain(Record::make(block, record.name(), record.owner()));
       }
    }
-   IndexHeader const header = IndexHeader::make(bootId, header_.changeCount);
-   writeBytes(&header, sizeof(header), 0);
-   header_ = header;
+   writeHeader(IndexHeader::make(bootId, header_.changeCount, header_.slotCount));
 }
 
 void Index::announceChange()
 {
-   IndexHeader const header = IndexHeader::make(header_.bootId(), header_.changeCount + 1);
+   writeHeader(IndexHeader::make(header_.bootId(), header_.changeCount + 1, header_.slotCount));
+}
+
+void Index::writeHeader(IndexHeader const& header)
+{
    writeBytes(&header, sizeof(header), 0);
    header_ = header;
 }
@@ -119,6 +121,9 @@ void Index::refresh(std::function<void()> const& forget, std::function<void(Reco
 {
    std::uint32_t const end = slotCountOfFile();
    IndexHeader const header = headerOfFile();
+   if (end < header.slotCount) {
+      refuse("index '", path_, "' is damaged: it was cut to ", end, " of ", header.slotCount, " records", cure);
+   }
    if (isStale_ || header.changeCount != header_.changeCount || end < slotCount_) {
       forget();
       free_.clear();
@@ -168,6 +173,11 @@ void Index::write(Record const& record)
    if (slot == slotCount_) {
       writeNew(record);
       ++slotCount_;
+      try {
+         writeHeader(IndexHeader::make(header_.bootId(), header_.changeCount, slotCount_));
+      } catch (Refusal const&) {
+         // The record is there; the next one makes good for the count.
+      }
       return;
    }
    // The others look for new records only at the end.

@@ -70,6 +70,7 @@ private:
 
    /// @throws Refusal  when it is damaged or of another version
    IndexHeader headerOfFile() const;
+   void writeHeader(IndexHeader const& header);
    /// Tells the other processes that they have to read everything again.
    void announceChange();
    void look(std::uint32_t slot, Record const& record, std::function<void(Record const&)> const& found);

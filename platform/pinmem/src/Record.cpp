@@ -51,7 +51,7 @@ bool Record::isIntact(std::uint32_t slot) const
           checksum == checksumAfter(this, recordChecked, sizeof(*this));
 }
 
-IndexHeader IndexHeader::make(std::string_view bootId, std::uint64_t changeCount)
+IndexHeader IndexHeader::make(std::string_view bootId, std::uint64_t changeCount, std::uint64_t slotCount)
 {
    IndexHeader header = {};
    header.magic = expectedMagic;
@@ -59,6 +59,7 @@ IndexHeader IndexHeader::make(std::string_view bootId, std::uint64_t changeCount
    header.recordSize = sizeof(Record);
    bootId.copy(header.bootIdBytes.data(), header.bootIdBytes.size() - 1);
    header.changeCount = changeCount;
+   header.slotCount = slotCount;
    header.checksum = header.expectedChecksum();
    return header;
 }

@@ -79,13 +79,14 @@ struct IndexHeader {
    std::uint32_t recordSize;
    std::array<char, 40> bootIdBytes; ///< NUL-terminated
    std::uint64_t changeCount;        ///< one more before each change of a record that is or was there; see Index
-   std::array<char, 952> reserved;   ///< 0
+   std::uint64_t slotCount;          ///< so many slots the file has, or one more; fewer: it was cut
+   std::array<char, 944> reserved;   ///< 0
 
    static constexpr std::array<char, 8> expectedMagic = {'p', 'i', 'n', 'm', 'e', 'm', 'I', 'x'};
    static constexpr std::uint32_t currentVersion = 2;
 
    /// A whole header.
-   static IndexHeader make(std::string_view bootId, std::uint64_t changeCount = 0);
+   static IndexHeader make(std::string_view bootId, std::uint64_t changeCount = 0, std::uint64_t slotCount = 0);
 
    std::uint64_t expectedChecksum() const;
 

@@ -76,9 +76,12 @@ TEST(Catalog, recordsThatContradictOthersAreNamed)
    sut.add(packedRecord(3, "behind the end", 0, 4096));
    sut.add(packedRecord(4, "no arena", 9, 0));
    sut.add(packedRecord(5, "in a block", 1, 0));
+   sut.add(packedRecord(6, "a", 0, 64));
+   sut.add(packedRecord(7, "", 0, 64));
    sut.settle();
 
-   EXPECT_EQ(sut.contradictions(), (std::set<std::uint32_t>{2, 3, 4, 5}));
+   EXPECT_EQ(sut.contradictions(), (std::set<std::uint32_t>{2, 3, 4, 5, 6, 7}));
+   EXPECT_EQ(sut.find("a")->block.slot, 1U);
    EXPECT_EQ(sut.regionOf(*sut.find("in a block")), nullptr);
 }
 

@@ -193,6 +193,35 @@ TEST_F(IndexTest, moreRecordsThanOneReadTakesAreAllReported)
    EXPECT_EQ(names.back(), "199");
 }
 
+TEST_F(IndexTest, aFileThatWasCutBetweenRecordsIsRefused)
+{
+   Index sut = Index::create(place_, "boot");
+   sut.write(record(0, "a"));
+   sut.write(record(1, "b"));
+   std::filesystem::resize_file(path_, sizeof(IndexHeader) + sizeof(Record));
+   std::string const expected = "index '" + path_ + "' is damaged: it was cut to 1 of 2 records" + cure;
+
+   EXPECT_EQ(refusalOf([&] { namesFrom(sut); }), expected);
+   Index other = Index::open(place_);
+   EXPECT_EQ(refusalOf([&] { namesFrom(other); }), expected);
+}
+
+TEST_F(IndexTest, aRecordThatTheHeaderDoesNotCountYetIsFound)
+{
+   Index sut = Index::create(place_, "boot");
+   std::string header(sizeof(IndexHeader), '\0');
+   FileDescriptor const file = place_.file("index", O_RDWR);
+   ASSERT_EQ(::pread(file.number(), header.data(), header.size(), 0), static_cast<ssize_t>(header.size()));
+   sut.write(record(0, "a"));
+   spoil(0, header); // as after a kill between the two
+
+   Index other = Index::open(place_);
+   EXPECT_EQ(namesFrom(other), Names{"a"});
+   other.write(record(1, "b"));
+   Index third = Index::open(place_);
+   EXPECT_EQ(namesFrom(third), (Names{"a", "b"}));
+}
+
 TEST_F(IndexTest, aHeaderSpoiltWhileInUseIsRefused)
 {
    Index sut = Index::create(place_, "boot");
