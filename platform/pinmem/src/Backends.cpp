@@ -56,4 +56,12 @@ std::vector<Backends::Finding> Backends::findings(bool isHugetlbInUse) const
    return {{"iommu", "it is not part of this build"}, {"hugetlb", hugetlb_.obstacle(isHugetlbInUse)}, {"shm", ""}};
 }
 
+std::vector<Backends::Finding> Backends::findingsWithoutDomain(HugetlbRoots const& roots)
+{
+   return {
+      {"iommu", "it is not part of this build"},
+      {"hugetlb", HugetlbBackend("", roots, {}).obstacle(false)},
+      {"shm", ""}};
+}
+
 } // namespace pinmem_lib

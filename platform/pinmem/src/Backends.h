@@ -39,6 +39,9 @@ public:
    /// What `auto` looks at, in that order; it takes the first without an obstacle.
    std::vector<Finding> findings(bool isHugetlbInUse) const;
 
+   /// The same where there is no domain yet.
+   static std::vector<Finding> findingsWithoutDomain(HugetlbRoots const& roots = {});
+
    HugetlbBackend& hugetlb() { return hugetlb_; }
 
    /// Where new memory is wanted.

@@ -196,6 +196,56 @@ Collected Domain::collect()
    return maker_.collect();
 }
 
+std::vector<std::string> Domain::faults()
+{
+   std::lock_guard const guard(mutex_);
+   DomainLock const held = lock();
+   index_.readAgain();
+   refresh();
+   std::vector<std::string> faults;
+   for (std::uint32_t const slot : index_.damaged()) {
+      faults.push_back("record " + std::to_string(slot) + " is damaged");
+   }
+   for (std::uint32_t const slot : catalog_.contradictions()) {
+      faults.push_back("record " + std::to_string(slot) + " contradicts another one");
+   }
+   for (Entry const& entry : catalog_.entries()) {
+      Block const& block = entry.block;
+      std::string const what =
+         entry.name.empty() ? "arena " + std::to_string(block.slot) : "block '" + printable(entry.name) + "'";
+      if (std::string const fault = block.isPacked() ? "" : faultOf(block); !fault.empty()) {
+         faults.push_back(what + ": " + fault);
+      }
+   }
+   return faults;
+}
+
+std::string Domain::faultOf(Block const& region)
+{
+   try {
+      Backend& backend = backends_.of(region);
+      if (!backend.isThere(region)) {
+         return region.inode == 0 ? "" : "its memory is gone"; // of an earlier boot: as it should be
+      }
+      void* const address = backend.attach(region);
+      std::uint64_t now = 0;
+      try {
+         now = backend.resolve(region, address);
+      } catch (Refusal const&) {
+         now = 0;
+      }
+      systemCalls.munmap(address, region.capacity);
+      return now == region.addressBus ? "" : "it is no longer at its recorded bus address";
+   } catch (Refusal const& refusal) {
+      return refusal.what();
+   }
+}
+
+std::vector<std::uint32_t> Domain::userCounts(std::vector<std::uint32_t> const& slots)
+{
+   return users_.countsOf(slots);
+}
+
 std::vector<Backends::Finding> Domain::findings()
 {
    std::lock_guard const guard(mutex_);

@@ -54,6 +54,12 @@ public:
    /// Removes what nobody needs: files that a process left which died before it wrote their record, and empty arenas.
    Collected collect();
 
+   /// What is wrong with the domain, each in words for a person; nothing is changed.
+   std::vector<std::string> faults();
+
+   /// How many processes use each of the blocks, like DomainUsers::countsOf.
+   std::vector<std::uint32_t> userCounts(std::vector<std::uint32_t> const& slots);
+
    /// What `PINMEM_BACKEND=auto` finds out about the backends.
    std::vector<Backends::Finding> findings();
 
@@ -81,6 +87,8 @@ private:
    void checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const;
 
    std::uint64_t addressOf(Entry& block);
+   /// What is wrong with a region's memory; "" for nothing.
+   std::string faultOf(Block const& region);
    std::vector<Record> allRecords();
 
    /// Takes the domain's lock, and makes sure that the files of the domain still are.

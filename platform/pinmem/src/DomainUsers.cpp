@@ -1,9 +1,13 @@
 #include "src/DomainUsers.h"
 #include "src/Refusal.h"
 #include "src/SystemCalls.h"
+#include "src/SystemFile.h"
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
+#include <sstream>
 #include <sys/file.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace pinmem_lib {
@@ -81,6 +85,34 @@ bool DomainUsers::isHeldByOthers(std::uint32_t slot) const
       refuse("nobody can tell whether the block is in use: ", systemText(errno));
    }
    return range.l_type != F_UNLCK;
+}
+
+std::vector<std::uint32_t>
+DomainUsers::countsOf(std::vector<std::uint32_t> const& slots, std::string const& locksPath) const
+{
+   struct stat status = {};
+   systemCalls.fstat(file_.number(), &status);
+   char device[64];
+   std::snprintf(
+      device, sizeof(device), "%02x:%02x:%llu", major(status.st_dev), minor(status.st_dev),
+      static_cast<unsigned long long>(status.st_ino));
+   std::vector<std::uint32_t> counts(slots.size());
+   std::istringstream lines(textOfFile(locksPath).value_or(""));
+   for (std::string line; std::getline(lines, line);) {
+      // 7: OFDLCK ADVISORY  READ -1 00:19:1234 5 9
+      std::istringstream words(line);
+      std::string number, kind, advice, type, process, place;
+      std::uint64_t first = 0;
+      std::uint64_t last = 0;
+      if (
+         words >> number >> kind >> advice >> type >> process >> place >> first >> last && kind == "OFDLCK" &&
+         place == device) {
+         for (std::size_t index = 0; index < slots.size(); ++index) {
+            counts[index] += slots[index] >= first && slots[index] <= last ? 1 : 0;
+         }
+      }
+   }
+   return counts;
 }
 
 void DomainUsers::check() const

@@ -4,6 +4,7 @@
 #include "src/FileIdentity.h"
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace pinmem_lib {
 
@@ -36,6 +37,14 @@ public:
 
    /// Whether a process other than this one is counted in as a user of the block.
    bool isHeldByOthers(std::uint32_t slot) const;
+
+   /// How many processes are counted in as users of each block; a process and the children that it forked count as one.
+   /// All are 0 where the system does not tell.
+   ///
+   /// @param slots      numbers of the blocks' records
+   /// @param locksPath  where the kernel lists all file locks
+   std::vector<std::uint32_t>
+   countsOf(std::vector<std::uint32_t> const& slots, std::string const& locksPath = "/proc/locks") const;
 
    /// Makes sure that this process still counts.
    /// @throws Refusal  when the file was removed, or its descriptor closed by somebody else in this process

@@ -127,3 +127,19 @@ TEST_F(DomainUsersTest, holdersOfABlockShareAndEndWithTheirProcess)
    sut.hold(0);
    EXPECT_TRUE(sut.tryExclusive()); // the two kinds of lock do not meet
 }
+
+TEST_F(DomainUsersTest, usersOfEachBlockAreCounted)
+{
+   DomainUsers sut(place_, Missing::create);
+   DomainUsers first(place_, Missing::leave);
+   DomainUsers second(place_, Missing::leave);
+   for (std::uint32_t const slot : {3U, 4U, 5U, 9U}) {
+      first.hold(slot);
+   }
+   second.hold(4);
+   second.share();
+
+   EXPECT_EQ(sut.countsOf({2, 3, 4, 5, 6, 9}), (std::vector<std::uint32_t>{0, 1, 2, 1, 0, 1}));
+   EXPECT_EQ(sut.countsOf({}), std::vector<std::uint32_t>{});
+   EXPECT_EQ(sut.countsOf({3}, "/no/such/file"), std::vector<std::uint32_t>{0});
+}

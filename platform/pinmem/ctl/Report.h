@@ -1,0 +1,32 @@
+#pragma once
+
+#include "src/Domain.h"
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace pinmem_lib {
+
+/// A record and how many processes use the block.
+struct Listed {
+   Record record;
+   std::uint32_t users;
+};
+
+/// Writes the domain's blocks as a table for people. Bytes that are not printable appear as `\xNN`.
+void writeTable(std::ostream& stream, std::vector<Listed> const& blocks);
+
+/// Writes the domain's blocks as one JSON object for scripts: `{"directory": text, "blocks": [...]}`. Names and owners
+/// are escaped like in the table; bus addresses are text, since they do not fit the numbers of every JSON reader.
+void writeJson(std::ostream& stream, std::string const& directory, std::vector<Listed> const& blocks);
+
+/// Writes all that is known of one block, a line for each fact, or as one JSON object.
+void writeBlock(std::ostream& stream, Listed const& block);
+void writeBlockJson(std::ostream& stream, Listed const& block);
+
+/// Writes what `PINMEM_BACKEND=auto` finds and takes.
+void writeFindings(std::ostream& stream, std::vector<Backends::Finding> const& findings);
+void writeFindingsJson(std::ostream& stream, std::vector<Backends::Finding> const& findings);
+
+} // namespace pinmem_lib
