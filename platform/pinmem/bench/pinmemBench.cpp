@@ -7,6 +7,7 @@
 #include <pinmem/pinmem.h>
 #include <string>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unordered_map>
 
 namespace {
@@ -14,9 +15,13 @@ namespace {
 using namespace pinmem_lib;
 
 constexpr std::uint32_t blockSize = 4096;
+constexpr std::uint32_t attachSize = 1 << 20;
 
-/// Below the kernel's usual limit of 65530 mappings.
-constexpr std::int64_t createCount = 5000;
+/// How many blocks of a size are made: below the kernel's usual limit of 65530 mappings, and little memory.
+std::int64_t createCountOf(std::uint32_t size)
+{
+   return size >= 1U << 20 ? 100 : 5000;
+}
 
 Settings settingsIn(pinmem_test::TemporaryDirectory const& place)
 {
@@ -49,26 +54,28 @@ std::vector<std::string> namesOf(std::int64_t count)
    return names;
 }
 
+/// The bare system calls that a block of this size needs.
+template <std::uint32_t size>
 void createFloor(benchmark::State& state)
 {
    pinmem_test::TemporaryDirectory const place;
    std::int64_t number = 0;
    std::vector<void*> memory;
-   memory.reserve(createCount);
+   memory.reserve(static_cast<std::size_t>(createCountOf(size)));
    for (auto _ : state) {
       std::string const path = place / std::to_string(number++);
       int const file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-      benchmark::DoNotOptimize(::fallocate(file, 0, 0, blockSize));
-      memory.push_back(::mmap(nullptr, blockSize, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+      benchmark::DoNotOptimize(::fallocate(file, 0, 0, size));
+      memory.push_back(::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
       ::close(file);
    }
    for (void* const address : memory) {
-      ::munmap(address, blockSize);
+      ::munmap(address, size);
    }
 }
 
-BENCHMARK(createFloor)->Iterations(createCount);
-
+/// Makes and maps a new block.
+template <std::uint32_t size>
 void create(benchmark::State& state)
 {
    pinmem_test::TemporaryDirectory const place;
@@ -76,36 +83,44 @@ void create(benchmark::State& state)
    std::int64_t number = 0;
    for (auto _ : state) {
       std::string const name = std::to_string(number++);
-      benchmark::DoNotOptimize(domain->allocate(name, blockSize, "bench", 0));
+      benchmark::DoNotOptimize(domain->allocate(name, size, "bench", 4));
       benchmark::DoNotOptimize(domain->map(name));
    }
+   struct stat status = {};
+   ::stat((place / "default/index").c_str(), &status);
+   state.counters["indexBytesPerBlock"] = static_cast<double>(status.st_size) / static_cast<double>(number);
 }
 
-BENCHMARK(create)->Iterations(createCount);
+BENCHMARK(createFloor<4 << 10>)->Iterations(createCountOf(4 << 10));
+BENCHMARK(create<4 << 10>)->Iterations(createCountOf(4 << 10));
+BENCHMARK(createFloor<64 << 10>)->Iterations(createCountOf(64 << 10));
+BENCHMARK(create<64 << 10>)->Iterations(createCountOf(64 << 10));
+BENCHMARK(createFloor<2 << 20>)->Iterations(createCountOf(2 << 20));
+BENCHMARK(create<2 << 20>)->Iterations(createCountOf(2 << 20));
 
 void attachFloor(benchmark::State& state)
 {
    pinmem_test::TemporaryDirectory const place;
    std::string const path = place / "block";
    int const made = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-   benchmark::DoNotOptimize(::fallocate(made, 0, 0, blockSize));
+   benchmark::DoNotOptimize(::fallocate(made, 0, 0, attachSize));
    ::close(made);
    for (auto _ : state) {
       int const file = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-      void* const memory = ::mmap(nullptr, blockSize, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+      void* const memory = ::mmap(nullptr, attachSize, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
       ::close(file);
-      ::munmap(memory, blockSize);
+      ::munmap(memory, attachSize);
    }
 }
 
 BENCHMARK(attachFloor);
 
-/// Mapping a block that the process knows, and unmapping it.
+/// Mapping a block with memory of its own that the process knows, and unmapping it.
 void attach(benchmark::State& state)
 {
    pinmem_test::TemporaryDirectory const place;
    auto const domain = Domain::open(settingsIn(place));
-   domain->allocate("block", blockSize, "bench", 0);
+   domain->allocate("block", attachSize, "bench", 4);
    for (auto _ : state) {
       domain->unmap("block", domain->map("block"));
    }
@@ -173,7 +188,7 @@ void knownNameFloor(benchmark::State& state)
    }
 }
 
-BENCHMARK(knownNameFloor)->Arg(10)->Arg(1000);
+BENCHMARK(knownNameFloor)->Arg(10)->Arg(1000)->Arg(10000);
 
 /// pinmem_alloc_func of a name that this process knows.
 void knownName(benchmark::State& state)
@@ -189,7 +204,7 @@ void knownName(benchmark::State& state)
    }
 }
 
-BENCHMARK(knownName)->Arg(10)->Arg(1000);
+BENCHMARK(knownName)->Arg(10)->Arg(1000)->Arg(10000);
 
 /// pinmem_map and pinmem_unmap of a block that stays mapped.
 void mapAgain(benchmark::State& state)

@@ -22,7 +22,7 @@ Backend& Backends::of(Block const& block)
    refuse("the block was made by backend number ", block.backend, ", which is not part of this build");
 }
 
-BackendKind Backends::kindFor(std::uint32_t flags, bool isHugetlbInUse)
+BackendKind Backends::kindFor(std::uint32_t flags, std::function<bool()> const& isHugetlbInUse)
 {
    if (flags == BlockFlags::ordinary || settings_.backend == "shm") {
       return BackendKind::shm;
@@ -35,7 +35,7 @@ BackendKind Backends::kindFor(std::uint32_t flags, bool isHugetlbInUse)
       return BackendKind::hugetlb;
    }
    if (!automatic_) {
-      automatic_ = hugetlb_.obstacle(isHugetlbInUse).empty() ? BackendKind::hugetlb : BackendKind::shm;
+      automatic_ = hugetlb_.obstacle(isHugetlbInUse()).empty() ? BackendKind::hugetlb : BackendKind::shm;
    }
    return *automatic_;
 }

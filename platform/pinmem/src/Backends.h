@@ -4,6 +4,7 @@
 #include "src/Settings.h"
 #include "src/ShmBackend.h"
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,9 +24,9 @@ public:
 
    /// The backend for a new block with these flags. What `auto` takes is decided once.
    ///
-   /// @param isHugetlbInUse  the domain has memory in huge pages
+   /// @param isHugetlbInUse  whether the domain has memory in huge pages; called when `auto` decides
    /// @throws Refusal  when the one that was asked for cannot work
-   BackendKind kindFor(std::uint32_t flags, bool isHugetlbInUse);
+   BackendKind kindFor(std::uint32_t flags, std::function<bool()> const& isHugetlbInUse);
 
    /// Refuses to use a block as DMA memory when another backend was asked for than the one that made it.
    void checkUse(Block const& block, std::uint32_t flags) const;

@@ -75,7 +75,7 @@ void BlockMaker::make(Entry& block, std::uint32_t size, std::string_view owner, 
    fresh.timeCreated = ::time(nullptr);
    fresh.uid = ::geteuid();
    fresh.node = backends_.node().node;
-   fresh.backend = static_cast<std::uint32_t>(backends_.kindFor(flags, isHugetlbInUse()));
+   fresh.backend = static_cast<std::uint32_t>(backends_.kindFor(flags, [this] { return isHugetlbInUse(); }));
    if (earlier.generation != 0 && fresh.backend == earlier.backend && size <= earlier.capacity) {
       fresh.arena = earlier.arena;
       fresh.offset = earlier.offset;

@@ -21,6 +21,7 @@ struct Entry {
    std::string name; ///< empty: an arena
    Block block = {};
    bool isRecorded = true;           ///< the index has it; false between `forget` and `add`
+   bool isDma = false;               ///< this process may use the block as DMA memory
    bool isHeld = false;              ///< this process is counted in as a user of the block
    void* address = nullptr;          ///< a region's: where it is mapped; null: it is not
    std::uint64_t mapCount = 0;       ///< a block's: how many `map` have no `unmap` yet

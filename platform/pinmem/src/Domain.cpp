@@ -95,7 +95,10 @@ std::uint64_t Domain::allocate(std::string_view name, std::uint32_t size, std::s
    std::lock_guard const guard(mutex_);
    Entry* block = findHeld(name);
    if (block != nullptr) {
-      checkConflict(block->block, size, flags);
+      if (size > block->block.capacity || (flags != BlockFlags::ordinary && !block->isDma)) {
+         checkConflict(block->block, size, flags);
+         block->isDma = true; // it was the flags that had to be looked at
+      }
       return block->block.addressBus;
    }
    DomainLock const held = lock();
@@ -204,17 +207,17 @@ std::vector<std::string> Domain::faults()
    refresh();
    std::vector<std::string> faults;
    for (std::uint32_t const slot : index_.damaged()) {
-      faults.push_back("record " + std::to_string(slot) + " is damaged");
+      faults.push_back(join("record ", slot, " is damaged"));
    }
    for (std::uint32_t const slot : catalog_.contradictions()) {
-      faults.push_back("record " + std::to_string(slot) + " contradicts another one");
+      faults.push_back(join("record ", slot, " contradicts another one"));
    }
    for (Entry const& entry : catalog_.entries()) {
       Block const& block = entry.block;
       std::string const what =
-         entry.name.empty() ? "arena " + std::to_string(block.slot) : "block '" + printable(entry.name) + "'";
+         entry.name.empty() ? join("arena ", block.slot) : join("block '", printable(entry.name), "'");
       if (std::string const fault = block.isPacked() ? "" : faultOf(block); !fault.empty()) {
-         faults.push_back(what + ": " + fault);
+         faults.push_back(join(what, ": ", fault));
       }
    }
    return faults;

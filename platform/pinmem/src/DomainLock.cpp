@@ -58,7 +58,8 @@ DomainLock DomainLock::takeAgain(Directory const& place, std::uint64_t fileNumbe
       refuse(describe(place), " cannot be opened: ", systemText(errno));
    }
    lock.wait(place);
-   if (!lock.isCurrent() || lock.fileNumber() != fileNumber) {
+   struct stat const status = statusOf(lock.file_);
+   if (status.st_nlink == 0 || status.st_ino != fileNumber) {
       refuseRemoved(describe(place));
    }
    return lock;

@@ -13,7 +13,7 @@ FileIdentity::FileIdentity(int number)
    inode_ = status.st_ino;
 }
 
-void FileIdentity::check(int number, std::string const& what) const
+struct stat FileIdentity::check(int number, std::string const& what) const
 {
    struct stat status = {};
    if (!isThere_ || systemCalls.fstat(number, &status) != 0 || status.st_dev != device_ || status.st_ino != inode_) {
@@ -22,6 +22,7 @@ void FileIdentity::check(int number, std::string const& what) const
    if (status.st_nlink == 0) {
       refuseRemoved(what);
    }
+   return status;
 }
 
 void refuseClosed(std::string const& what)

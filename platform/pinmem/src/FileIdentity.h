@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <sys/stat.h>
 
 namespace pinmem_lib {
 
@@ -15,7 +16,8 @@ public:
    /// @param what    kind and path of the file, for the message
    /// @throws Refusal  when the descriptor was closed (and perhaps used again) behind the library's back, or the file
    ///                  was removed or replaced
-   void check(int number, std::string const& what) const;
+   /// @return what the system says of the file now
+   struct stat check(int number, std::string const& what) const;
 
 private:
    bool isThere_;

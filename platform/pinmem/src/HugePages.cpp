@@ -98,8 +98,11 @@ std::string sizeText(std::uint64_t bytes)
 
 std::string translatingIommuGroup(std::string const& kernel)
 {
-   for (std::string const& group : namesIn(kernel + "/iommu_groups")) {
-      std::string const type = textOfFile(kernel + "/iommu_groups/" + group + "/type").value_or("");
+   std::string const groups = kernel + "/iommu_groups/";
+   for (std::string const& group : namesIn(groups)) {
+      std::string path = groups;
+      path.append(group).append("/type");
+      std::string const type = textOfFile(path).value_or("");
       if (type.rfind("DMA", 0) == 0) {
          return group;
       }

@@ -24,7 +24,7 @@ std::uint64_t offsetOf(std::uint32_t slot)
 } // namespace
 
 Index::Index(FileDescriptor file, std::string path)
-   : file_(std::move(file)), path_(std::move(path)), identity_(file_.number())
+   : file_(std::move(file)), path_(std::move(path)), what_("index '" + path_ + "'"), identity_(file_.number())
 {}
 
 Index Index::open(Directory const& place)
@@ -100,7 +100,7 @@ void Index::bootIdIs(std::string const& bootId)
       if (record.isIntact(slot)) {
          Block block = record.block;
          block.inode = 0;
-         writeAgain(Record::make(block, record.name(), record.owner()));
+         writeWhole(Record::make(block, record.name(), record.owner()));
       }
    }
    writeHeader(IndexHeader::make(bootId, header_.changeCount, header_.slotCount));
@@ -171,7 +171,7 @@ void Index::write(Record const& record)
 {
    std::uint32_t const slot = record.block.slot;
    if (slot == slotCount_) {
-      writeNew(record);
+      writeWhole(record);
       ++slotCount_;
       try {
          writeHeader(IndexHeader::make(header_.bootId(), header_.changeCount, slotCount_));
@@ -182,11 +182,7 @@ void Index::write(Record const& record)
    }
    // The others look for new records only at the end.
    announceChange();
-   if (free_.count(slot) == 0) {
-      writeAgain(record);
-      return;
-   }
-   writeNew(record);
+   writeWhole(record);
    free_.erase(slot);
 }
 
@@ -198,19 +194,10 @@ void Index::clear(std::uint32_t slot)
    free_.insert(slot);
 }
 
-void Index::writeNew(Record record)
+void Index::writeWhole(Record record)
 {
-   // The commit word last: a write that the file system cuts short leaves a free slot.
-   std::uint64_t const commitWord = record.expectedCommitWord();
-   record.commitWord = 0;
-   writeBytes(&record, sizeof(record), offsetOf(record.block.slot));
-   writeBytes(&commitWord, sizeof(commitWord), offsetOf(record.block.slot));
-}
-
-void Index::writeAgain(Record record)
-{
-   // In one piece: there must be no moment without the name and its bus address. Source and destination each lie in
-   // one page, and the kernel lets a process die only between pages.
+   // In one piece, commit word and all: source and destination each lie in one page, and the kernel lets a process die,
+   // or a file system cut a write short, only between pages.
    record.commitWord = record.expectedCommitWord();
    alignas(sizeof(Record)) Record const whole = record;
    writeBytes(&whole, sizeof(whole), offsetOf(record.block.slot));
@@ -245,11 +232,7 @@ void Index::readBytes(std::uint32_t slot, Record* records, std::uint32_t count) 
 
 std::uint32_t Index::slotCountOfFile() const
 {
-   identity_.check(file_.number(), "index '" + path_ + "'");
-   struct stat status = {};
-   if (systemCalls.fstat(file_.number(), &status) != 0) {
-      refuse("index '", path_, "' cannot be examined: ", systemText(errno));
-   }
+   struct stat const status = identity_.check(file_.number(), what_);
    auto const size = static_cast<std::uint64_t>(status.st_size);
    std::uint64_t const records = size > sizeof(IndexHeader) ? size - sizeof(IndexHeader) : 0;
    return static_cast<std::uint32_t>((records + sizeof(Record) - 1) / sizeof(Record));

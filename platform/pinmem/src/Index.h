@@ -74,8 +74,7 @@ private:
    /// Tells the other processes that they have to read everything again.
    void announceChange();
    void look(std::uint32_t slot, Record const& record, std::function<void(Record const&)> const& found);
-   void writeNew(Record record);
-   void writeAgain(Record record);
+   void writeWhole(Record record);
    void writeBytes(void const* bytes, std::size_t size, std::uint64_t offset);
    /// The slot's bytes; what the file does not have is 0.
    Record readBytes(std::uint32_t slot) const;
@@ -85,6 +84,7 @@ private:
 
    FileDescriptor file_;
    std::string path_;
+   std::string what_; ///< for messages
    FileIdentity identity_;
    IndexHeader header_ = {};
    bool isStale_ = false;

@@ -37,8 +37,8 @@ struct Block {
    bool isPacked() const { return arena != noArena; }
 };
 
-/// One record of the index file, as it is stored. A record counts only when its commit word and checksum agree. In a
-/// free slot the commit word is written last; a record that is there is replaced in one piece.
+/// One record of the index file, as it is stored. A record counts only when its commit word and checksum agree; it
+/// is written in one piece.
 struct Record {
    std::uint64_t commitWord; ///< 0: the slot is free
    std::uint64_t checksum;   ///< of all bytes that follow

@@ -20,13 +20,20 @@ public:
    using Refusal::Refusal;
 };
 
+/// The text of the given parts, one after the other.
+template <typename... Parts>
+std::string join(Parts const&... parts)
+{
+   std::ostringstream text;
+   (text << ... << parts);
+   return text.str();
+}
+
 /// Throws the Refusal whose text is the given parts, one after the other.
 template <typename... Parts>
 [[noreturn]] void refuse(Parts const&... parts)
 {
-   std::ostringstream text;
-   (text << ... << parts);
-   throw Refusal(text.str());
+   throw Refusal(join(parts...));
 }
 
 /// The text with every byte that is not printable ASCII, and the backslash, written as `\xNN`: one line, no control

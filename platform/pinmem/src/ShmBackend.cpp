@@ -110,14 +110,26 @@ std::uint64_t ShmBackend::resolve(Block const& region, void*)
 
 void ShmBackend::provide(Block const& arena, void* address, std::uint64_t offset, std::uint64_t size)
 {
-   FileDescriptor const file = files_.open(arena, arena.capacity);
+   FileDescriptor const& file = fileOf(arena);
    bool const isZero = isHole(file, offset, size);
    reserve(file, offset, size);
    if (!isZero) {
       std::memset(static_cast<char*>(address) + offset, 0, size);
    }
-   std::uint64_t const first = offset / pageSize() * pageSize();
-   checkNode(static_cast<char*>(address) + first, offset + size - first, pageSize(), wish_);
+   std::uint64_t const before = offset % pageSize();
+   checkNode(static_cast<char*>(address) + offset - before, before + size, pageSize(), wish_);
+}
+
+FileDescriptor const& ShmBackend::fileOf(Block const& arena)
+{
+   // Blocks are made in one arena until it is full, so that one file is kept open.
+   struct stat status = {};
+   if (
+      !last_.isOpen() || systemCalls.fstat(last_.number(), &status) != 0 || status.st_nlink == 0 ||
+      status.st_dev != arena.device || status.st_ino != arena.inode) {
+      last_ = files_.open(arena, arena.capacity);
+   }
+   return last_;
 }
 
 void ShmBackend::destroy(Block const& region)

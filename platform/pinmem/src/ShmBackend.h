@@ -25,10 +25,12 @@ public:
 
 private:
    void checkNodeOrUnmap(void* address, std::uint64_t size) const;
+   FileDescriptor const& fileOf(Block const& arena);
    void reserve(FileDescriptor const& file, std::uint64_t offset, std::uint64_t size) const;
 
    RegionFiles files_;
    NodeWish wish_;
+   FileDescriptor last_; ///< the file of the arena that `provide` was called for last
 };
 
 } // namespace pinmem_lib

@@ -22,6 +22,12 @@ Block blockBy(BackendKind kind)
    return block;
 }
 
+/// No memory in huge pages yet.
+bool no()
+{
+   return false;
+}
+
 constexpr char noMount[] =
    "no hugetlbfs with 2 MiB pages is mounted; run: mount -t hugetlbfs -o pagesize=2M none /dev/hugepages";
 
@@ -34,7 +40,7 @@ TEST(Backends, ordinaryMemoryIsAlwaysInATmpfs)
 {
    TemporaryDirectory const place;
    for (char const* const backend : {"auto", "shm", "hugetlb"}) {
-      EXPECT_EQ(backendsOf(place, backend, bare).kindFor(BlockFlags::ordinary, true), BackendKind::shm) << backend;
+      EXPECT_EQ(backendsOf(place, backend, bare).kindFor(BlockFlags::ordinary, no), BackendKind::shm) << backend;
    }
 }
 
@@ -43,7 +49,7 @@ TEST(Backends, anExplicitChoiceThatCannotWorkIsRefusedWithItsReason)
    TemporaryDirectory const place;
 
    EXPECT_EQ(
-      refusalOf([&] { backendsOf(place, "hugetlb", bare).kindFor(BlockFlags::dmaFrugal, false); }),
+      refusalOf([&] { backendsOf(place, "hugetlb", bare).kindFor(BlockFlags::dmaFrugal, no); }),
       std::string("backend 'hugetlb' cannot be used: ") + noMount);
 }
 
@@ -52,7 +58,7 @@ TEST(Backends, autoTakesTheFirstWithoutAnObstacle)
    TemporaryDirectory const place;
    Backends sut = backendsOf(place, "auto", bare);
 
-   EXPECT_EQ(sut.kindFor(BlockFlags::dmaRoomy, false), BackendKind::shm);
+   EXPECT_EQ(sut.kindFor(BlockFlags::dmaRoomy, no), BackendKind::shm);
    std::vector<Backends::Finding> const findings = sut.findings(false);
    ASSERT_EQ(findings.size(), 3U);
    EXPECT_EQ(findings[0].backend + ": " + findings[0].obstacle, "iommu: it is not part of this build");
@@ -97,10 +103,10 @@ using BackendsOnHugePages = HugePageFixture;
 TEST_F(BackendsOnHugePages, autoTakesHugePagesAndStaysWithIt)
 {
    Backends sut = backendsOf(temporary_, "auto", roots_);
-   EXPECT_EQ(sut.kindFor(BlockFlags::dmaFrugal, false), BackendKind::hugetlb);
+   EXPECT_EQ(sut.kindFor(BlockFlags::dmaFrugal, no), BackendKind::hugetlb);
 
    std::ofstream(mountInfo_) << "";
 
-   EXPECT_EQ(sut.kindFor(BlockFlags::dmaFrugal, false), BackendKind::hugetlb);
+   EXPECT_EQ(sut.kindFor(BlockFlags::dmaFrugal, no), BackendKind::hugetlb);
    EXPECT_EQ(sut.findings(false)[1].obstacle, noMount);
 }

@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 
 using namespace pinmem_lib;
 using namespace pinmem_test;
@@ -411,4 +413,43 @@ TEST_F(DomainRecoveryTest, aRefusedBlockLeavesNoTrace)
    EXPECT_EQ(std::filesystem::file_size(index_), 3 * sizeof(Record));
    EXPECT_EQ(refusalOf([&] { sut->allocate("b", 1 << 20, "", 4); }), text);
    EXPECT_NE(refusalOf([&] { sut->map("b"); }).find("there is no block of this name"), std::string::npos);
+}
+
+TEST_F(DomainRecoveryTest, aTmpfsThatFillsUpInTheMiddleOfASeriesRefusesAndLosesNothing)
+{
+   std::string const place = temporary_ / "small";
+   std::filesystem::create_directory(place);
+   if (
+      ::geteuid() != 0 || ::unshare(CLONE_NEWNS) != 0 ||
+      ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      ::mount("none", place.c_str(), "tmpfs", 0, "size=1m,mode=0700") != 0) {
+      GTEST_SKIP() << "only root can mount a small tmpfs";
+   }
+   Settings settings;
+   settings.directory = place;
+   std::vector<std::uint64_t> addresses;
+   {
+      auto const sut = Domain::open(settings);
+      std::string text;
+      while (text.empty()) {
+         std::string const name = std::to_string(addresses.size());
+         text = refusalOf([&] {
+            addresses.push_back(sut->allocate(name, 8192, "", 4));
+            std::memset(memoryOf(*sut, name), static_cast<int>(addresses.size()), 8192);
+         });
+      }
+      EXPECT_NE(text.find("No space left on device; "), std::string::npos) << text;
+      EXPECT_GT(addresses.size(), 90U);
+      EXPECT_EQ(sut->records().size(), addresses.size());
+   }
+
+   auto const sut = Domain::open(settings);
+   EXPECT_TRUE(sut->faults().empty());
+   for (std::size_t index = 0; index < addresses.size(); ++index) {
+      std::string const name = std::to_string(index);
+      ASSERT_EQ(sut->allocate(name, 8192, "", 4), addresses[index]);
+      ASSERT_EQ(memoryOf(*sut, name)[8191], static_cast<char>(index + 1));
+   }
+   EXPECT_NE(refusalOf([&] { sut->allocate("one more", 8192, "", 4); }), "");
+   ::umount2(place.c_str(), MNT_DETACH);
 }

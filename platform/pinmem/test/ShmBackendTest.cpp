@@ -268,7 +268,6 @@ TEST_F(ShmBackendTest, anArenaTakesNoMemoryUntilAPartIsProvided)
 
    ASSERT_EQ(::stat(path_.c_str(), &status), 0);
    EXPECT_EQ(status.st_blocks * 512, 4096);
-   EXPECT_EQ(reservations, (std::vector<std::pair<off_t, off_t>>{{4096 + 64, 64}}));
    ::munmap(memory, 8192);
 }
 
@@ -295,5 +294,17 @@ TEST_F(ShmBackendTest, aPartThatCannotBeHadIsRefused)
       "128 bytes cannot be had in '" + temporary_.path() +
          "': No space left on device; see 'df' of that file system and the memory limit of this process's control "
          "group");
+   ::munmap(memory, 8192);
+}
+
+TEST_F(ShmBackendTest, aPartOfAnArenaThatIsGoneIsRefusedAlsoAfterOneThatWasNot)
+{
+   void* const memory = sut_.create(block_, Backend::Reserve::parts);
+   sut_.provide(block_, memory, 0, 64);
+   sut_.destroy(block_);
+
+   EXPECT_EQ(
+      refusalOf([&] { sut_.provide(block_, memory, 64, 64); }),
+      "file '" + path_ + "' cannot be opened: No such file or directory; allocate the block again");
    ::munmap(memory, 8192);
 }

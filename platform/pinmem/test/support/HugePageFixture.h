@@ -18,7 +18,7 @@ namespace pinmem_test {
 /// tests run one after the other, also those of several programs. Skipped where the machine does not let us.
 class HugePageFixture : public testing::Test {
 protected:
-   static constexpr std::uint64_t wantedPages = 40;
+   static constexpr std::int64_t wantedPages = 40;
 
    void SetUp() override
    {
@@ -28,7 +28,7 @@ protected:
       ::flock(lock_.number(), LOCK_EX);
       pagesBefore_ = total();
       poolIs(pagesBefore_ + wantedPages);
-      if (pool().available() < wantedPages) {
+      if (static_cast<std::int64_t>(pool().available()) < wantedPages) {
          GTEST_SKIP() << "the machine has no memory for " << wantedPages << " huge pages";
       }
       if (
