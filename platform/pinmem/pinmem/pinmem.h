@@ -7,8 +7,8 @@
 /// the same bytes at the same bus address.
 ///
 /// Blocks belong to a *domain*, a folder of the machine that all processes of one user share. The environment names it:
-/// `PINMEM_DOMAIN` (default `default`), `PINMEM_DIR` (another place, for tests) and `PINMEM_BACKEND` (`auto` or `shm`).
-/// The three are read at the first call of a process and never again; programs that gained privilege when they were
+/// `PINMEM_DOMAIN` (default `default`), `PINMEM_DIR` (another place, for tests), `PINMEM_BACKEND` (`auto`, `hugetlb` or
+/// `shm`) and `PINMEM_NODE` (NUMA node for new memory). They are read at the first call of a process and never again; programs that gained privilege when they were
 /// started (set-user-id) ignore them.
 ///
 /// Errors:  a refused call returns 0, changes nothing and leaves its reason, one line with cause and cure, for
@@ -38,8 +38,8 @@ extern "C" {
 ///               ordinary memory; the reverse is refused, as is every other flag.
 /// @return the block's bus address (ordinary memory: a token, unique in the domain, bit 63 set), aligned to 64 bytes,
 ///         and to 4096 when the size is a multiple of that; a block of up to 4096 bytes does not cross a multiple of 4096.
-///         0 when refused. With the `shm` backend bus addresses are simulated: unique in the domain, stable,
-///         never overlapping, and with bit 63 set so that no device can reach them.
+///         0 when refused. With the `hugetlb` backend bus addresses are physical ones; with `shm` they are simulated:
+///         unique in the domain, stable, never overlapping, and with bit 63 set so that no device can reach them.
 /// Cost: a name this process knows: one hash lookup under a mutex, no system call. A new block: some ten system calls
 ///       and the clearing of its pages.
 PINMEM_EXPORT std::uint64_t
@@ -51,9 +51,10 @@ pinmem_alloc_func(char const* name, std::uint32_t size, char const* owner, std::
 /// @param mode      pass 1; other values are refused
 /// @param reserved1 pass 0; other values are refused
 /// @param reserved2 like `reserved1`
-/// @return the virtual address, aligned like the bus address; 0 when refused. Each successful call counts once and wants its
-///         `pinmem_unmap`; while a block is mapped, further calls return the same address.
-/// Cost: a mapped block: one hash lookup under a mutex; otherwise four system calls.
+/// @return the virtual address, aligned like the bus address; 0 when refused. Each successful call counts once and wants
+///         its `pinmem_unmap`; while a block is mapped, further calls return the same address.
+/// Cost: a block that this process has allocated or mapped: one hash lookup under a mutex, and four system calls if it
+///       has memory of its own that was unmapped. Any other: the same and a look into the index.
 PINMEM_EXPORT std::uint64_t pinmem_map(char const* name, int mode, std::uint64_t reserved1, std::uint64_t reserved2);
 
 /// Releases one `pinmem_map` of `name`. The last one removes the mapping of a block that has memory of its own; the
