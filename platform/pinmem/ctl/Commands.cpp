@@ -27,6 +27,7 @@ std::vector<Listed> listedOf(Domain& domain)
    std::vector<Listed> listed;
    std::vector<Record> const records = domain.records();
    std::vector<std::uint32_t> slots;
+   slots.reserve(records.size());
    for (Record const& record : records) {
       slots.push_back(record.block.slot);
    }

@@ -22,7 +22,7 @@ void writeTable(std::ostream& stream, std::vector<Listed> const& blocks);
 void writeJson(std::ostream& stream, std::string const& directory, std::vector<Listed> const& blocks);
 
 /// Writes all that is known of one block, a line for each fact, or as one JSON object.
-void writeBlock(std::ostream& stream, Listed const& block);
+void writeBlock(std::ostream& stream, Listed const& listed);
 void writeBlockJson(std::ostream& stream, Listed const& block);
 
 /// Writes what `PINMEM_BACKEND=auto` finds and takes.
