@@ -1,4 +1,4 @@
-#include "support/AllocationCounter.h"
+#include "support/AllocationRecorder.h"
 
 #include <Quorvel/Core/Entifier.h>
 
@@ -33,7 +33,16 @@ std::uint32_t Cell::cellId()
 namespace {
 
 using Quorvel::Core::Detail::MakerPathMount;
-using Quorvel::Core::Test::AllocationCounter;
+using Quorvel::Core::Test::AllocationRecorder;
+
+/// @return how often the operation asks for memory
+template <class Operation>
+std::uint64_t allocations(Operation const& operation)
+{
+   auto const before = AllocationRecorder::instance().allocations();
+   operation();
+   return AllocationRecorder::instance().allocations() - before;
+}
 
 class MakerPathMountCell : public testing::Test {
 protected:
@@ -90,26 +99,17 @@ TEST_F(MakerPathMountCell, needsMemoryForTheResultAloneWhenTheTemplateHasNoPerce
    MakerPathMount sut;
    sut.arg0Value = "x";
    std::string const longer(100, 'a');
-   auto const allocations = [&](char const* pathTemplate) {
-      AllocationCounter const counter;
-      auto const path = sut.makePath(pathTemplate);
-      return counter.count();
-   };
+   auto const needed = [&](char const* pathTemplate) { return allocations([&] { sut.makePath(pathTemplate); }); };
 
-   EXPECT_EQ(allocations("/a/b"), 0u) << "fits into the text itself";
-   EXPECT_EQ(allocations(longer.c_str()), 1u);
-   EXPECT_GT(allocations("%"), 0u) << "a pattern";
+   EXPECT_EQ(needed("/a/b"), 0u) << "fits into the text itself";
+   EXPECT_EQ(needed(longer.c_str()), 1u);
+   EXPECT_GT(needed("%"), 0u) << "a pattern";
 }
 
 TEST_F(MakerPathMountCell, compilesAPatternAtEachCall)
 {
    MakerPathMount sut;
    sut.arg0Value = "x";
-   auto const allocations = [](auto const& operation) {
-      AllocationCounter const counter;
-      operation();
-      return counter.count();
-   };
    auto const ofPattern = allocations([] { std::regex const pattern("%arg0"); });
 
    auto const first = allocations([&] { sut.makePath("%arg0"); });
@@ -125,8 +125,7 @@ TEST(MakerPathMountCellDeathTest, endsTheProcessWhenMemoryIsExhausted)
    MakerPathMount sut;
    sut.arg0Value = "x";
    auto const expandWithoutMemory = [&](char const* pathTemplate) {
-      AllocationCounter counter;
-      counter.failAfter(0);
+      AllocationRecorder::instance().failAllocations({.first = 1, .count = AllocationRecorder::allThatFollow});
       sut.makePath(pathTemplate);
    };
 

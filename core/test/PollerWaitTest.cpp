@@ -1,9 +1,9 @@
-#include "support/AllocationCounter.h"
+#include "support/RefusedAllocation.h"
+#include "support/UtilityRecorder.h"
 
 #include <Quorvel/Core/Poller.h>
 
-#include <Quorvel/Utility/Raise.h>
-
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,10 +11,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <new>
 #include <string>
 #include <system_error>
-#include <typeindex>
 #include <utility>
 #include <vector>
 
@@ -23,7 +21,7 @@
 #include <unistd.h>
 
 // How the poller asks the system to wait, and what it makes of the answers: told by a stand-in for poll(2), which follows a
-// script. Notes what it refuses by `raise`, too. A program of its own.
+// script. What it asks of memory, and refuses by `raise`, too. A program of its own.
 
 namespace {
 
@@ -42,8 +40,6 @@ struct Script {
 
 Script script;
 
-std::vector<std::type_index> raised;
-
 } // namespace
 
 extern "C" __attribute__((visibility("default"))) int poll(pollfd* records, nfds_t size, int timeout)
@@ -53,15 +49,21 @@ extern "C" __attribute__((visibility("default"))) int poll(pollfd* records, nfds
    return script.answer(records, number);
 }
 
-void Quorvel::Utility::noteRaise(std::type_info const& exceptionType) noexcept
-{
-   raised.emplace_back(exceptionType);
-}
-
 namespace {
 
 using Quorvel::Core::Poller;
-using Quorvel::Core::Test::AllocationCounter;
+using Quorvel::Core::Test::AllocationRecorder;
+using Quorvel::Core::Test::Refusal;
+using Quorvel::Core::Test::refuseAllocations;
+using Quorvel::Core::Test::UtilityRecorder;
+using testing::ElementsAre;
+
+/// Looks like the allocation and the release of one array for so many files, in AllocationRecorder's words.
+auto isOneArray(std::size_t files)
+{
+   auto const size = std::to_string(files * sizeof(pollfd));
+   return ElementsAre("new " + size, "delete " + size);
+}
 
 class PollerWait : public testing::Test {
 protected:
@@ -81,6 +83,7 @@ protected:
           descriptor, events});
    }
 
+   AllocationRecorder& recorder = AllocationRecorder::instance();
    Poller sut;
    std::vector<std::string> handled;
 };
@@ -153,15 +156,15 @@ TEST_F(PollerWait, keepsTheReasonOfAFailureWhenTheReleaseOfMemoryHasOneOfItsOwn)
       errno = EINTR;
       return -1;
    };
-   AllocationCounter counter;
-   counter.setErrnoOnRelease(ENOMEM);
+   recorder.errnoOnFreeIs(ENOMEM);
+   recorder.startCalls();
 
    sut.poll(0);
    int const reason = errno;
 
+   recorder.errnoOnFreeIs(0);
    EXPECT_EQ(reason, EINTR);
-   EXPECT_EQ(counter.count(), 1u);
-   EXPECT_EQ(counter.releases(), 1u);
+   EXPECT_THAT(recorder.takeCalls(), isOneArray(1));
 }
 
 TEST_F(PollerWait, returnsAFailureAfterHandlersThatWaitedOn)
@@ -309,12 +312,11 @@ TEST_F(PollerWait, allocatesOneArrayAndNothingWhileItWaits)
       }
       return 100;
    };
-   AllocationCounter const counter;
+   recorder.startCalls();
 
    sut.poll(0);
 
-   EXPECT_EQ(counter.count(), 1u);
-   EXPECT_EQ(counter.releases(), 1u);
+   EXPECT_THAT(recorder.takeCalls(), isOneArray(100));
    EXPECT_EQ(script.count, 1001u);
 }
 
@@ -328,11 +330,11 @@ TEST_F(PollerWait, releasesTheArrayWhenAHandlerThrowsAndHandlesNothingAfterIt)
       records[0].revents = records[1].revents = records[2].revents = POLLIN;
       return 3;
    };
-   AllocationCounter const counter;
+   recorder.startCalls();
 
    EXPECT_THROW(sut.poll(0), int);
 
-   EXPECT_EQ(counter.releases(), counter.count());
+   EXPECT_THAT(recorder.takeCalls(), isOneArray(3));
    EXPECT_EQ(handled, Names{"a"});
 }
 
@@ -343,12 +345,11 @@ TEST_F(PollerWait, releasesTheArrayWhenAReadyFileHasNoHandler)
       records[0].revents = POLLIN;
       return 1;
    };
-   AllocationCounter const counter;
+   recorder.startCalls();
 
    EXPECT_THROW(sut.poll(0), std::bad_function_call);
 
-   EXPECT_EQ(counter.count(), 1u);
-   EXPECT_EQ(counter.releases(), 1u);
+   EXPECT_THAT(recorder.takeCalls(), isOneArray(1));
 }
 
 TEST_F(PollerWait, needsNoHandlerForAFileThatIsNotReady)
@@ -384,11 +385,10 @@ TEST_F(PollerWait, startsAfreshAtEachCall)
 TEST_F(PollerWait, throwsWithoutMemoryForTheArrayBeforeItWaits)
 {
    add("a", 3, POLLIN);
-   AllocationCounter counter;
-   counter.failAfter(0);
 
-   EXPECT_THROW(sut.poll(0), std::bad_alloc);
+   auto const refusal = refuseAllocations({.first = 1}, [this] { sut.poll(0); });
 
+   EXPECT_EQ(refusal, Refusal::passed);
    EXPECT_EQ(script.count, 0u);
 }
 
@@ -400,36 +400,34 @@ TEST_F(PollerWait, openLeavesNoTraceWhenMemoryIsExhausted)
       return descriptor;
    };
    int const before = lowestFree();
-   std::size_t allocations = 0;
-   auto const isOpened = [&] {
-      AllocationCounter counter;
-      counter.failAfter(allocations);
-      try {
-         sut.open("/dev/null", O_RDONLY | O_CLOEXEC, POLLIN, [](Poller::File const&) { return true; });
-         return true;
-      } catch (std::bad_alloc const&) {
-         return false;
-      }
-   };
-
-   for (; !isOpened(); ++allocations) {
+   unsigned passed = 0;
+   auto refusal = Refusal::passed;
+   while (refusal == Refusal::passed) {
       EXPECT_TRUE(sut.files.empty());
       EXPECT_EQ(lowestFree(), before);
+
+      refusal = refuseAllocations({.first = passed + 1, .count = AllocationRecorder::allThatFollow}, [this] {
+         sut.open("/dev/null", O_RDONLY | O_CLOEXEC, POLLIN, [](Poller::File const&) { return true; });
+      });
+
+      passed += refusal == Refusal::passed ? 1U : 0U;
    }
 
-   EXPECT_EQ(allocations, 2u) << "for the owner of the descriptor and for the record";
+   EXPECT_EQ(refusal, Refusal::none);
+   EXPECT_EQ(passed, 2u) << "for the owner of the descriptor and for the record";
    EXPECT_EQ(sut.files.size(), 1u);
 }
 
 TEST_F(PollerWait, raisesTheRefusalOfAFileThatWasNotOpened)
 {
-   raised.clear();
+   UtilityRecorder::instance().takeCalls();
    Poller::File const file{"/dev/x", nullptr, -1, POLLIN};
 
    EXPECT_THROW(file.checkDescriptor(), std::system_error);
    EXPECT_THROW(sut.open("/dev/not there", O_RDONLY, POLLIN, nullptr), std::system_error);
 
-   EXPECT_EQ(raised, std::vector<std::type_index>(2, typeid(std::system_error)));
+   EXPECT_THAT(
+      UtilityRecorder::instance().takeCalls(), ElementsAre("raise std::system_error", "raise std::system_error"));
 }
 
 } // namespace

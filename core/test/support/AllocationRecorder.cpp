@@ -1,5 +1,6 @@
 #include "support/AllocationRecorder.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -38,7 +39,7 @@ constinit AllocationRecorder AllocationRecorder::instance_{};
 void* AllocationRecorder::allocate(Allocator allocator, std::size_t size)
 {
    bool const isCounted = pauses_ == 0;
-   if (isCounted && allocationsToFailure_ > 0 && --allocationsToFailure_ == 0) {
+   if (isCounted && isToFail(allocator)) {
       hasFailed_ = true;
       throw std::bad_alloc();
    }
@@ -75,6 +76,9 @@ void AllocationRecorder::free(Allocator allocator, void* object) noexcept
    }
    header.state = freed;
    std::free(&header);
+   if (errnoOnFree_ != 0) {
+      errno = errnoOnFree_;
+   }
 }
 
 void AllocationRecorder::startCalls() noexcept
@@ -95,6 +99,19 @@ std::vector<std::string> AllocationRecorder::takeCalls()
       lines.push_back(names[static_cast<std::size_t>(call.allocator)][call.isFree ? 1 : 0] + std::to_string(call.size));
    }
    return lines;
+}
+
+bool AllocationRecorder::isToFail(Allocator allocator) noexcept
+{
+   if (failures_.first == 0 || failures_.count == 0 || failures_.allocator.value_or(allocator) != allocator) {
+      return false;
+   }
+   if (failures_.first > 1) {
+      --failures_.first;
+      return false;
+   }
+   --failures_.count;
+   return true;
 }
 
 void AllocationRecorder::record(Call const& call) noexcept

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,14 +21,23 @@ public:
 
    static AllocationRecorder& instance() noexcept { return instance_; }
 
-   /// Lets the n-th allocation from now on fail, whichever allocator is asked; 1 is the next, 0 stands for none.
-   void failAllocation(std::uint64_t nth) noexcept
+   static constexpr std::uint64_t allThatFollow = std::numeric_limits<std::uint64_t>::max();
+
+   /// Which of the allocations from now on fail.
+   struct Failures {
+      std::uint64_t first = 0;                           ///< 1 is the next, 0 stands for none
+      std::uint64_t count = 1;                           ///< how many fail, one after the other
+      std::optional<Allocator> allocator = std::nullopt; ///< where only what this one is asked for counts, and fails
+   };
+
+   /// Lets those fail, and none of those that an earlier call named.
+   void failAllocations(Failures const& failures) noexcept
    {
-      allocationsToFailure_ = nth;
+      failures_ = failures;
       hasFailed_ = false;
    }
 
-   /// Whether it has come to the failure that was asked for last.
+   /// Whether it has come to one of the failures that were asked for last.
    bool hasFailed() const noexcept { return hasFailed_; }
 
    /// Allocations so far that succeeded.
@@ -34,6 +45,9 @@ public:
 
    /// Those of them that have not been freed.
    std::uint64_t live() const noexcept { return live_; }
+
+   /// From now on each release of memory sets errno to that, as it may; 0 lets it alone.
+   void errnoOnFreeIs(int error) noexcept { errnoOnFree_ = error; }
 
    /// Begins to write down the calls.
    void startCalls() noexcept;
@@ -66,14 +80,16 @@ private:
       std::size_t size;
    };
 
+   bool isToFail(Allocator allocator) noexcept;
    void record(Call const& call) noexcept;
 
    static AllocationRecorder instance_;
 
-   std::uint64_t allocationsToFailure_ = 0;
+   Failures failures_;
    std::uint64_t allocations_ = 0;
    std::uint64_t live_ = 0;
    int pauses_ = 0;
+   int errnoOnFree_ = 0;
    bool hasFailed_ = false;
    bool isRecording_ = false;
    std::size_t callCount_ = 0;
