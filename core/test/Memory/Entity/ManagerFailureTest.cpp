@@ -1,6 +1,6 @@
-// A mount whose memory is refused, at each point in turn.
+// Mounting and unmounting whose memory is refused, at each point in turn.
 
-#include "support/MemoryTest.h"
+#include "support/ManagerTest.h"
 #include "support/RefusedAllocation.h"
 #include "support/TestMount.h"
 
@@ -20,7 +20,6 @@ using Quorvel::Core::Memory::Entity::managerFactory;
 using Quorvel::Core::Test::AllocationRecorder;
 using Quorvel::Core::Test::BufferEntry;
 using Quorvel::Core::Test::describeMount;
-using Quorvel::Core::Test::MemoryTest;
 using Quorvel::Core::Test::Refusal;
 using Quorvel::Core::Test::refuseAllocation;
 using Quorvel::Core::Test::RingEntry;
@@ -30,19 +29,13 @@ using testing::SizeIs;
 
 namespace Info = Quorvel::Core::Memory::Info;
 
-class EntityManagerFailure : public MemoryTest {
+class EntityManagerFailure : public Quorvel::Core::Test::ManagerTest {
 protected:
    EntityManagerFailure()
    {
       // What is made once for all stays.
       sut->mount(description);
       forget();
-   }
-
-   void TearDown() override
-   {
-      sut.reset();
-      MemoryTest::TearDown();
    }
 
    Orvo::Ptr<TestMount> mounted() const { return Orvo::dynamicCast<TestMount>(sut->directory()->entity2Impl("d/a")); }
@@ -67,7 +60,6 @@ protected:
    }
 
    AllocationRecorder& recorder = AllocationRecorder::instance();
-   Orvo::Ptr<Manager> sut = managerFactory("m");
    Info::Mount description = describeMount("d/a", "r");
 };
 
@@ -122,6 +114,25 @@ TEST_F(EntityManagerFailure, mountWhoseMemoryIsRefusedAtEachChunkKeepsTheChunksB
    }
    sut->mount(description);
    expectComplete();
+}
+
+TEST_F(EntityManagerFailure, unmountThatIsRefusedChangesNothingAndGoesWellLater)
+{
+   sut->mount(description);
+   auto const orphanage = Manager::orphanage();
+   unsigned passed = 0;
+   auto refusal = Refusal::passed;
+   for (std::uint64_t nth = 1; refusal != Refusal::none; ++nth) {
+      SCOPED_TRACE(nth);
+
+      refusal = refuseAllocation(nth, [this] { sut->unmount("d/a"); });
+
+      bool const isPassed = refusal == Refusal::passed;
+      passed += isPassed ? 1U : 0U;
+      EXPECT_EQ(sut->orphan().size(), isPassed ? 0U : 1U);
+      EXPECT_EQ(orphanage->info().size(), isPassed ? 0U : 1U);
+   }
+   EXPECT_GE(passed, 2U); // for the orphan and for its record
 }
 
 TEST_F(EntityManagerFailure, managerWhoseAllocationsAreRefusedOneAfterTheOtherLeaksNothing)
