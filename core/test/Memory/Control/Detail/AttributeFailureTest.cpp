@@ -1,39 +1,27 @@
-// An attribute whose memory is refused: what it holds, and that its shortcut to addresses keeps to the address rule.
+// An attribute one of whose allocations is refused, each in turn: what it holds then, and what it finds.
 
-#include "support/AddressRule.h"
-#include "support/MemoryTest.h"
-#include "support/MessageOf.h"
+#include "AttributeFailureFixture.h"
 #include "support/RefusedAllocation.h"
 
 #include <Quorvel/Core/Memory/Control/Detail/Attribute.h>
-
-#include <Kro/Exception.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
 namespace {
 
 using Quorvel::Core::Memory::Control::Detail::Attribute;
-using Quorvel::Core::Memory::Control::Detail::Chunk;
 using Quorvel::Core::Memory::Control::Detail::Group;
 using Quorvel::Core::Test::AllocationRecorder;
-using Quorvel::Core::Test::Found;
-using Quorvel::Core::Test::MemoryTest;
-using Quorvel::Core::Test::messageOf;
 using Quorvel::Core::Test::Refusal;
 using Quorvel::Core::Test::refuseAllocation;
-using Quorvel::Core::Test::walk;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr std::uint32_t width = 10; ///< entries of most groups
 
 using Step = std::function<void(Attribute&)>;
 
@@ -45,32 +33,8 @@ struct Beginning {
    Step make;
 };
 
-class ControlAttributeFailure : public MemoryTest {
+class ControlAttributeFailure : public Quorvel::Core::Test::AttributeFailureFixture {
 protected:
-   void SetUp() override
-   {
-      for (std::uint32_t i = 0; i < 4; ++i) {
-         chunks.push_back(store().chunkIs(Orvo::join("chunk ", i), 64, false));
-      }
-   }
-
-   void TearDown() override
-   {
-      chunks.clear();
-      MemoryTest::TearDown();
-   }
-
-   static Orvo::Ptr<Group> groupOf(std::uint32_t id, std::uint32_t head, std::uint32_t size = width)
-   {
-      return Orvo::make<Group>(id, head, size);
-   }
-
-   void add(Attribute& sut, std::uint32_t id, std::uint32_t head, std::uint32_t size = width) const
-   {
-      sut.groupIs(groupOf(id, head, size));
-      sut.chunkIs(id, chunks[id % chunks.size()]);
-   }
-
    /// From where the next group may begin, to where the others have left room.
    std::vector<Beginning> beginnings() const
    {
@@ -116,40 +80,6 @@ protected:
              sut.chunkDel(3);
              sut.chunkDel(1);
           }}};
-   }
-
-   static bool hasLonelyChunk(Attribute const& sut)
-   {
-      bool isLonely = false;
-      for (auto at = sut.chunk().begin(); at != sut.chunk().end(); ++at) {
-         isLonely = isLonely || sut.group(at.key()) == nullptr;
-      }
-      return isLonely;
-   }
-
-   /// Looks at each entry that anything here may cover, and at some for which stretch is the next.
-   static void expectRule(Attribute const& sut)
-   {
-      bool const hasStretches = !hasLonelyChunk(sut);
-      for (std::uint32_t index = 0; index < 600; ++index) {
-         bool isFatal = false;
-         auto const expected = walk(sut, index, nullptr, isFatal);
-         if (isFatal) {
-            continue;
-         }
-         if (expected) {
-            ASSERT_EQ(sut.obtainChunkAndOffset(index, nullptr), *expected) << index;
-         } else if (index % 64 == 0) {
-            ASSERT_EQ(
-               messageOf<Kro::RangeException>([&] { sut.obtainChunkAndOffset(index, nullptr); }),
-               "index " + std::to_string(index) + " is out of range.");
-         }
-         if (hasStretches && index % 8 == 0) {
-            auto const stretch = sut.nextStretch(index);
-            ASSERT_EQ(stretch && stretch->first == index, expected.has_value()) << index;
-            ASSERT_TRUE(!expected || Found(stretch->chunk, stretch->offset) == *expected) << index;
-         }
-      }
    }
 
    /// Does the step to each beginning with its first allocation refused, then its second, and so on till it has fewer.
@@ -199,7 +129,6 @@ protected:
              Attribute::KroChunk::memAllocationTracker_.liveCount();
    }
 
-   std::vector<Orvo::Ptr<Chunk>> chunks;
    unsigned passed = 0;
    unsigned borne = 0;
    AllocationRecorder& recorder = AllocationRecorder::instance();
@@ -340,40 +269,6 @@ TEST_F(ControlAttributeFailure, deletionsAreDoneWhateverIsRefused)
       [](Attribute const& sut) { return sut.chunk().size() == 1 && sut.group().size() == 1; });
    EXPECT_EQ(passed, 0U);
    EXPECT_GT(borne, 0U);
-}
-
-TEST_F(ControlAttributeFailure, keepsToTheRuleThroughRandomChangesAnyOfWhoseAllocationsMayBeRefused)
-{
-   std::uint64_t steps = 0;
-   for (unsigned seed = 0; seed < 80; ++seed) {
-      SCOPED_TRACE("seed " + std::to_string(seed));
-      std::mt19937 random(seed);
-      bool const isTidy = seed % 3 != 0;
-      auto const sut = Orvo::make<Attribute>(1, 16U);
-      for (unsigned step = 0; step < 60 && !HasFatalFailure(); ++step, ++steps) {
-         auto const id = static_cast<std::uint32_t>(random() % 50);
-         auto const head = isTidy ? id * width : static_cast<std::uint32_t>(random() % 500);
-         auto const group = groupOf(id, head, isTidy ? width : static_cast<std::uint32_t>(random() % 25));
-         bool const isDeletion = random() % 4 == 0;
-
-         auto const refusal = refuseAllocation(random() % 5, [&] {
-            if (isDeletion) {
-               sut->chunkDel(id);
-               sut->groupDel(id);
-            } else {
-               sut->groupIs(group);
-               sut->chunkIs(id, chunks[id % chunks.size()]);
-            }
-         });
-
-         passed += refusal == Refusal::passed ? 1U : 0U;
-         borne += refusal == Refusal::borne ? 1U : 0U;
-         expectRule(*sut);
-      }
-   }
-   EXPECT_GT(steps, 4000U);
-   EXPECT_GT(passed, 250U);
-   EXPECT_GT(borne, 100U);
 }
 
 } // namespace
