@@ -1,20 +1,13 @@
 #include <Quorvel/Core/Memory/Entity/Destructor.h>
 
+#include "DestructorFixture.h"
 #include "support/ChangeRecorder.h"
-#include "support/ManagerTest.h"
 #include "support/MessageOf.h"
 
 #include <Kro/Exception.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cstdint>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 
@@ -23,7 +16,6 @@ using Quorvel::Core::Memory::Entity::Destructor;
 using Quorvel::Core::Memory::Entity::Manager;
 using Quorvel::Core::Memory::Entity::managerFactory;
 using Quorvel::Core::Memory::Entity::Detail::Info;
-using Quorvel::Core::Memory::Entity::Detail::Orphanage;
 using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::describeMount;
 using Quorvel::Core::Test::messageOf;
@@ -31,25 +23,7 @@ using Quorvel::Core::Test::TestMount;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// The registry's manager "d", since that is the one to which cleaning up turns.
-class EntityDestructor : public Quorvel::Core::Test::ManagerTest {
-protected:
-   EntityDestructor()
-   {
-      manager->initialize(); // an earlier test may have taken its directory out of the tree
-      manager->infoMountDelAll();
-      manager->orphanDelAll();
-   }
-
-   Kro::Entity* unmounted(Orvo::String const& path) const
-   {
-      manager->unmount(path);
-      return manager->entify(path).get();
-   }
-
-   Orvo::Ptr<Manager> manager = Manager::instantiate("d");
-   Orvo::Ptr<Orphanage> orphanage = Manager::orphanage();
-};
+using EntityDestructor = Quorvel::Core::Test::DestructorFixture;
 
 TEST_F(EntityDestructor, cleanupRemovesTheEntityItsRecordAndTheOrphan)
 {
@@ -325,110 +299,6 @@ TEST_F(EntityDestructor, cleanupOfNoEntityIsRefusedAndChangesNothing)
 
    EXPECT_EQ(orphanage->info().size(), 1U);
    EXPECT_EQ(manager->orphan().size(), 1U);
-}
-
-TEST_F(EntityDestructor, whatAWatcherThrowsPassesAndTheRestStays)
-{
-   manager->mount(describeMount("a", "r"));
-   auto* const entity = unmounted("a");
-   {
-      ChangeRecorder recorder(*orphanage->publisher());
-      recorder.thenDo([](Orvo::Change const&) { throw std::runtime_error("watcher is gone"); });
-
-      EXPECT_EQ(messageOf<std::runtime_error>([&] { Destructor::cleanup(entity); }), "watcher is gone");
-   }
-
-   EXPECT_TRUE(orphanage->info().empty());
-   EXPECT_EQ(manager->orphan("/d/zumem/a"), entity);
-   EXPECT_EQ(manager->entify("a").get(), entity);
-}
-
-TEST_F(EntityDestructor, watcherMayCleanUpTheSameEntityAgainFromInside)
-{
-   manager->mount(describeMount("x/a", "r"));
-   auto* const entity = unmounted("x/a");
-   ChangeRecorder recorder(*orphanage->publisher());
-   auto isDone = false;
-   recorder.thenDo([&](Orvo::Change const&) {
-      if (!std::exchange(isDone, true)) {
-         Destructor::cleanup(entity);
-      }
-   });
-
-   Destructor::cleanup(entity);
-
-   EXPECT_EQ(Kro::globalDir()->entity("d"), nullptr); // the inner call had no record any more
-   EXPECT_TRUE(manager->orphan().empty());
-}
-
-TEST_F(EntityDestructor, watcherOfTheTreeMayPutSomethingIntoADirectoryThatIsBeingPruned)
-{
-   manager->mount(describeMount("x/y/a", "r"));
-   auto* const entity = unmounted("x/y/a");
-   auto const x = Orvo::dynamicCast<Kro::Dir>(manager->entify("x"));
-   ChangeRecorder recorder(*x->publisher());
-   auto isDone = false;
-   recorder.thenDo([&](Orvo::Change const&) {
-      if (!std::exchange(isDone, true)) {
-         x->createEntity("Kro::Dir", "new");
-      }
-   });
-
-   Destructor::cleanup(entity);
-
-   EXPECT_EQ(manager->entify("x"), x);
-   EXPECT_THAT(namesIn(*x), ElementsAre("new"));
-}
-
-TEST_F(EntityDestructor, entityGoesBeforeItsDirectoriesDoAndMayMountThere)
-{
-   manager->mount(describeMount("x/y/a", "r"));
-   std::vector<std::string> found;
-   std::shared_ptr<void> guard(nullptr, [&](void*) {
-      found = namesIn(*Orvo::dynamicCast<Kro::Dir>(manager->entify("x")));
-      manager->mount(describeMount("x/y/b", "s"));
-   });
-   // The live collection keeps its synchronizer, and goes with the entity.
-   Orvo::dynamicCast<TestMount>(manager->entify("x/y/a"))
-      ->ring->synchronizerIs([guard = std::move(guard)](std::uint32_t /*index*/) {});
-
-   Destructor::cleanup(unmounted("x/y/a"));
-
-   EXPECT_THAT(found, ElementsAre("y"));
-   EXPECT_THAT(namesIn(*Orvo::dynamicCast<Kro::Dir>(manager->entify("x/y"))), ElementsAre("b"));
-}
-
-TEST_F(EntityDestructor, watcherMayTakeTheEntityOutOfItsDirectoryMeanwhile)
-{
-   auto const before = Collection::memAllocationTracker_.liveCount();
-   manager->mount(describeMount("x/a", "r"));
-   auto* const entity = unmounted("x/a");
-   ChangeRecorder recorder(*orphanage->publisher());
-   auto whileCleaning = before;
-   recorder.thenDo([&](Orvo::Change const&) {
-      entity->parent()->deleteEntity("a");
-      whileCleaning = Collection::memAllocationTracker_.liveCount();
-   });
-
-   Destructor::cleanup(entity);
-
-   EXPECT_EQ(whileCleaning, before + 2); // still there, since cleaning up has not finished with it
-   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), before);
-   EXPECT_TRUE(manager->orphan().empty());
-   EXPECT_THAT(namesIn(*manager->directory()), ElementsAre("x"));
-}
-
-TEST_F(EntityDestructor, whatAWatcherMountsWhileItIsCleanedUpIsCleanedUpAllTheSame)
-{
-   manager->mount(describeMount("a", "r"));
-   auto* const entity = unmounted("a");
-   ChangeRecorder recorder(*orphanage->publisher());
-   recorder.thenDo([&](Orvo::Change const&) { manager->mount(describeMount("a", "r")); });
-
-   Destructor::cleanup(entity);
-
-   EXPECT_TRUE(manager->directory()->entity().empty());
-   EXPECT_TRUE(manager->orphan().empty());
 }
 
 TEST_F(EntityDestructor, directoryThatIsAnOrphanIsPrunedAndLeavesItsRecord)

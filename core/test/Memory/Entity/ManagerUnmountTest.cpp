@@ -4,8 +4,6 @@
 #include "support/ManagerTest.h"
 #include "support/MessageOf.h"
 
-#include <Quorvel/Core/Memory/Entity/Destructor.h>
-
 #include <KroOrvo/Impl.h>
 
 #include <gmock/gmock.h>
@@ -18,11 +16,8 @@
 
 namespace {
 
-using Quorvel::Core::Memory::Control::Collection;
-using Quorvel::Core::Memory::Entity::Destructor;
 using Quorvel::Core::Memory::Entity::Manager;
 using Quorvel::Core::Memory::Entity::managerFactory;
-using Quorvel::Core::Memory::Entity::Detail::Info;
 using Quorvel::Core::Memory::Entity::Detail::Orphanage;
 using Quorvel::Core::Test::brokenPromiseOf;
 using Quorvel::Core::Test::ChangeRecorder;
@@ -218,20 +213,6 @@ TEST_F(EntityManagerUnmount, unmountAfterTheOrphanageForgotRestoresNoRecord)
    EXPECT_NE(sut->entify("a"), nullptr);
 }
 
-TEST_F(EntityManagerUnmount, whatASubscriberThrowsPassesAndTheEntityIsAnOrphan)
-{
-   sut->mount(describeMount("a", "r"));
-   {
-      ChangeRecorder recorder(*orphanage->publisher());
-      recorder.thenDo([](Orvo::Change const&) { throw std::runtime_error("watcher is gone"); });
-
-      EXPECT_EQ(messageOf<std::runtime_error>([&] { sut->unmount("a"); }), "watcher is gone");
-   }
-
-   EXPECT_THAT(orphans(), ElementsAre("/m/zumem/a"));
-   EXPECT_EQ(orphanage->info().size(), 1U);
-}
-
 // ---- adoption ----------------------------------------------------------------------------------------------------------------
 
 TEST_F(EntityManagerUnmount, mountOfTheOldDescriptionAdoptsTheOrphanBack)
@@ -345,132 +326,6 @@ TEST_F(EntityManagerUnmount, adoptionWithAnEqualDescriptionThatDiffersInTheFlagA
 
    EXPECT_EQ(pinmem.bytes("r.command.0")[0], std::byte{7});
    EXPECT_FALSE(sut->infoMount("a").isZeroedMemoryOnMounting());
-}
-
-TEST_F(EntityManagerUnmount, whatASubscriberThrowsAtAdoptionPassesAndTheOrphanIsAdopted)
-{
-   sut->mount(describeMount("a", "r"));
-   sut->unmount("a");
-   {
-      ChangeRecorder recorder(*orphanage->publisher());
-      recorder.thenDo([](Orvo::Change const&) { throw std::runtime_error("watcher is gone"); });
-
-      EXPECT_EQ(messageOf<std::runtime_error>([&] { sut->mount(describeMount("a", "r")); }), "watcher is gone");
-   }
-
-   EXPECT_TRUE(sut->orphan().empty());
-   EXPECT_TRUE(orphanage->info().empty());
-   sut->mount(describeMount("a", "r"));
-}
-
-// ---- from inside a publication -------------------------------------------------------------------------------------------------
-
-TEST_F(EntityManagerUnmount, watcherMayCleanUpAtOnce)
-{
-   auto const manager = Manager::instantiate("watched");
-   manager->mount(describeMount("d/a", "r"));
-   ChangeRecorder recorder(*orphanage->publisher());
-   recorder.thenDo([&](Orvo::Change const& change) {
-      if (auto* const entity = dynamic_cast<Kro::Entity*>(change.key.entity()); orphanage->info().contains(entity)) {
-         Destructor::cleanup(entity);
-      }
-   });
-
-   manager->unmount("d/a");
-
-   EXPECT_THAT(recorder.changes(), ElementsAre("info(258) a", "info(258) a"));
-   EXPECT_TRUE(manager->directory()->entity().empty());
-   EXPECT_TRUE(manager->orphan().empty());
-   EXPECT_TRUE(orphanage->info().empty());
-   manager->mount(describeMount("d/a", "r"));
-   EXPECT_NE(manager->entify("d/a"), nullptr);
-}
-
-TEST_F(EntityManagerUnmount, laterWatcherStillFindsTheEntityThatAnEarlierOneHasRemoved)
-{
-   auto const before = Collection::memAllocationTracker_.liveCount();
-   sut->mount(describeMount("a", "r"));
-   ChangeRecorder recorder(*orphanage->publisher());
-   recorder.thenDo([&](Orvo::Change const&) {
-      sut->orphanDelAll();
-      sut->directory()->deleteEntity("a");
-   });
-   ChangeRecorder later(*orphanage->publisher());
-   std::size_t living = 0;
-   later.thenDo([&](Orvo::Change const&) { living = Collection::memAllocationTracker_.liveCount(); });
-
-   sut->unmount("a");
-
-   EXPECT_THAT(later.changes(), ElementsAre("info(258) a"));
-   EXPECT_EQ(living, before + 2);
-   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), before);
-}
-
-TEST_F(EntityManagerUnmount, watcherMayMountAgainAtOnce)
-{
-   auto const description = describeMount("a", "r");
-   sut->mount(description);
-   auto const entity = sut->entify("a");
-   ChangeRecorder recorder(*orphanage->publisher());
-   recorder.thenDo([&](Orvo::Change const&) {
-      if (!orphanage->info().empty()) {
-         sut->mount(description);
-      }
-   });
-
-   sut->unmount("a");
-
-   EXPECT_EQ(sut->entify("a"), entity);
-   EXPECT_TRUE(sut->orphan().empty());
-   EXPECT_TRUE(orphanage->info().empty());
-   EXPECT_THAT(recorder.changes(), ElementsAre("info(258) a", "info(258) a"));
-}
-
-TEST_F(EntityManagerUnmount, watcherMayLetGoOfTheManagerThatAdopts)
-{
-   auto const before = Manager::memAllocationTracker_.liveCount();
-   sut->mount(describeMount("a", "r"));
-   auto const entity = sut->entify("a");
-   sut->unmount("a");
-   ChangeRecorder recorder(*orphanage->publisher());
-   auto whileAdopting = before;
-   recorder.thenDo([&](Orvo::Change const&) {
-      sut.reset();
-      whileAdopting = Manager::memAllocationTracker_.liveCount();
-   });
-
-   sut->mount(describeMount("a", "r"));
-
-   EXPECT_EQ(whileAdopting, before);
-   EXPECT_EQ(Manager::memAllocationTracker_.liveCount(), before - 1);
-   EXPECT_EQ(entity->fullName(), "/m/zumem/a");
-}
-
-TEST_F(EntityManagerUnmount, mountComparesWithWhatIsStoredWhenTheAdoptionHasBeenPublished)
-{
-   sut->mount(describeMount("a", "r"));
-   sut->unmount("a");
-   ChangeRecorder recorder(*orphanage->publisher());
-   recorder.thenDo([&](Orvo::Change const&) { sut->infoMountIs(describeMount("a", "s")); });
-
-   EXPECT_THROW(sut->mount(describeMount("a", "r")), std::invalid_argument);
-
-   sut->unmount("a");
-   sut->mount(describeMount("a", "s"));
-   EXPECT_TRUE(sut->orphan().empty());
-}
-
-TEST_F(EntityManagerUnmount, watcherMayRemoveTheStoredDescriptionThatIsBeingMounted)
-{
-   sut->mount(describeMount("a", "r"));
-   sut->unmount("a");
-   ChangeRecorder recorder(*orphanage->publisher());
-   recorder.thenDo([&](Orvo::Change const&) { sut->infoMountDelAll(); });
-
-   sut->mount(*sut->infoMount().find("a"));
-
-   EXPECT_TRUE(sut->infoMount().empty());
-   EXPECT_NE(sut->entify("a"), nullptr);
 }
 
 } // namespace
