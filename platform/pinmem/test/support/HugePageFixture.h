@@ -1,6 +1,8 @@
 #pragma once
 
 #include "src/Domain.h"
+#include "src/HugetlbBackend.h"
+#include "src/Refusal.h"
 #include "test/support/TemporaryDirectory.h"
 #include <algorithm>
 #include <fcntl.h>
@@ -9,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/mount.h>
 #include <system_error>
 
@@ -74,6 +77,24 @@ protected:
    static void poolIs(std::int64_t pages)
    {
       std::ofstream("/sys/kernel/mm/hugepages/hugepages-2048kB/nr_hugepages") << pages;
+   }
+
+   /// Whether the pool has that many free pages side by side; where memory is scattered, it may have no two.
+   bool hasNeighbours(std::uint64_t count) const
+   {
+      pinmem_lib::HugetlbBackend probe("probe", roots_, {});
+      pinmem_lib::Block block = {};
+      block.slot = 1;
+      block.generation = 1;
+      block.arena = pinmem_lib::Block::noArena;
+      block.capacity = count * pinmem_lib::HugetlbBackend::pageSize;
+      try {
+         ::munmap(probe.create(block, pinmem_lib::Backend::Reserve::whole), block.capacity);
+      } catch (pinmem_lib::Refusal const&) {
+         return false;
+      }
+      probe.destroy(block);
+      return true;
    }
 
    /// Each call is a process of its own, as far as the domain can tell.
