@@ -122,4 +122,63 @@ TEST_F(ControlAttributeHistoryFailure, triesAgainAtTheNextChangeAndThenMoreAndMo
    EXPECT_THAT(asks, ElementsAre(1, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 1));
 }
 
+TEST_F(ControlAttributeHistoryFailure, triesAgainWhenGroupsNoLongerOverlapThoughEachChangeAddsOne)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   add(*sut, 0, 0);
+   add(*sut, 1, width / 2);
+   sut->groupIs(groupOf(1, width));
+
+   std::vector<bool> asks;
+   for (std::uint32_t id = 2; id < 4; ++id) {
+      sut->groupIs(groupOf(id, id * width));
+      asks.push_back(asksForMemory(*sut, id, chunks[0]));
+   }
+
+   // Three changes since there were two chunks that overlapped.
+   EXPECT_THAT(asks, ElementsAre(false, true));
+}
+
+TEST_F(ControlAttributeHistoryFailure, triesAgainWhenGroupsNoLongerOverlapThoughEachChangeTakesOneAway)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   for (std::uint32_t id = 0; id < 8; ++id) {
+      add(*sut, id, id * width);
+   }
+   add(*sut, 8, 0);
+
+   // Nine chunks overlapped; the fifth change leaves four.
+   for (std::uint32_t id = 8; id > 4; --id) {
+      sut->chunkDel(id);
+   }
+
+   auto const refusal =
+      refuseAllocations({.first = 1, .allocator = AllocationRecorder::Allocator::heap}, [&] { sut->chunkDel(4); });
+   EXPECT_EQ(refusal, Refusal::borne);
+}
+
+TEST_F(ControlAttributeHistoryFailure, startsAnewWhenAllChunksAreDeletedThatOverlapped)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   add(*sut, 0, 0);
+   add(*sut, 1, width / 2);
+
+   sut->chunkDelAll();
+
+   EXPECT_TRUE(asksForMemory(*sut, 0, chunks[0]));
+}
+
+TEST_F(ControlAttributeHistoryFailure, startsAnewWhenAllGroupsAreDeletedThatOverlapped)
+{
+   auto const sut = Orvo::make<Attribute>(1, 16U);
+   add(*sut, 0, 0);
+   add(*sut, 1, width / 2);
+
+   sut->groupDelAll();
+
+   auto const refusal = refuseAllocations(
+      {.first = 1, .allocator = AllocationRecorder::Allocator::heap}, [&] { sut->groupIs(groupOf(0, 0)); });
+   EXPECT_EQ(refusal, Refusal::borne);
+}
+
 } // namespace

@@ -166,12 +166,14 @@ void Attribute::pairIs(Group const* before, Group const* after, Chunk* chunk) no
    hasOverlap_ = true;
    index_.clear();
    changesSince_ = 0;
+   chunksThen_ = chunk_.size();
 }
 
-/// Tries again whether extents still overlap, seldom enough to be cheap; where there was no memory, soon.
+/// Tries again whether extents still overlap, seldom enough to be cheap, whether chunks have become more or fewer; where there
+/// was no memory, soon.
 void Attribute::reindex() noexcept
 {
-   if (++changesSince_ <= std::min(chunk_.size(), patience_)) {
+   if (++changesSince_ <= std::min({chunk_.size(), chunksThen_, patience_})) {
       return;
    }
    hasOverlap_ = false;

@@ -98,7 +98,8 @@ public:
    /// @throws Kro::RangeException when no such group covers `index`; nothing has changed
    /// A chunk key whose group is missing stops the process when the search reaches it.
    /// Cost: constant where the groups that have a chunk do not overlap and are of about one size, O(log groups) where they
-   /// only do not overlap, O(chunks * log groups) else; allocates only to build the error text, touches no reference count.
+   /// only do not overlap, O(chunks * log groups) else, and when they no longer overlap until there were as many changes as
+   /// chunks; allocates only to build the error text, touches no reference count.
    std::pair<Chunk*, std::uint32_t> obtainChunkAndOffset(std::uint32_t index, Offsetter offsetter) const;
 
    /// Finds the longest stretch of one group's entries, densely packed, that begins at `from` or, where no group covers that entry, at the
@@ -172,7 +173,8 @@ private:
    ExtentIndex index_;
    std::size_t lonelyChunks_ = 0; ///< chunks without a group
    std::size_t changesSince_ = 0; ///< changes since extents were last found to overlap, or had no memory
-   std::size_t patience_ = all;   ///< changes after which to try again, if the chunks are not fewer
+   std::size_t chunksThen_ = 0;   ///< how many chunks there were then
+   std::size_t patience_ = all;   ///< changes after which to try again, if the chunks were not and are not fewer
 };
 
 } // namespace Quorvel::Core::Memory::Control::Detail
