@@ -13,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -128,20 +130,29 @@ TEST_F(ControlCollectionFailure, groupIsTakesGroupAndNodeFromTheSlab)
          "slabAlloc " + std::to_string(sizeof(Group)), "slabAlloc " + std::to_string(sizeof(Collection::KroGroup))));
 }
 
-TEST_F(ControlCollectionFailure, synchronizeAllWithoutMemoryForItsCopyOfTheSynchronizerCallsNobody)
+TEST_F(ControlCollectionFailure, synchronizerIsThatIsRefusedKeepsTheOneBefore)
 {
    sut->groupIs(1, 0, 2);
    std::vector<std::uint32_t> indexes;
-   sut->synchronizerIs([&indexes, captured = std::string(100, 'x')](std::uint32_t index) {
-      indexes.push_back(index + static_cast<std::uint32_t>(captured.size()));
-   });
+   sut->synchronizerIs([&indexes](std::uint32_t index) { indexes.push_back(index); });
+   std::function<void(std::uint32_t)> another = [&indexes](std::uint32_t index) { indexes.push_back(index + 100); };
 
-   EXPECT_EQ(refuseAllocation(1, [this] { sut->synchronizeAll(); }), Refusal::passed);
-   EXPECT_THAT(indexes, IsEmpty());
-   EXPECT_EQ(sut->useCount(), 1U);
-
+   EXPECT_EQ(refuseAllocation(1, [&] { sut->synchronizerIs(std::move(another)); }), Refusal::passed);
    sut->synchronizeAll();
-   EXPECT_THAT(indexes, ElementsAre(100, 101));
+
+   EXPECT_THAT(indexes, ElementsAre(0, 1));
+}
+
+TEST_F(ControlCollectionFailure, synchronizeAllAllocatesNothing)
+{
+   sut->groupIs(1, 0, 2);
+   std::uint64_t sum = 0;
+   sut->synchronizerIs([&sum, held = std::string(100, 'x')](std::uint32_t index) { sum += index + held.size(); });
+
+   EXPECT_EQ(refuseAllocation(1, [this] { sut->synchronizeAll(); }), Refusal::none);
+
+   EXPECT_EQ(sum, 201U);
+   EXPECT_EQ(sut->useCount(), 1U);
 }
 
 TEST_F(ControlCollectionFailure, refusalOfAnIndexIsRaisedOnce)

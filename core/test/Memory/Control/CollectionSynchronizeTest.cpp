@@ -136,6 +136,29 @@ TEST_F(ControlCollectionSynchronize, nothingButSynchronizeAllCallsTheSynchronize
    EXPECT_THAT(indexes, IsEmpty());
 }
 
+TEST_F(ControlCollectionSynchronize, synchronizerKeepsWhatItHoldsFromOneWalkToTheNext)
+{
+   auto const sut = make();
+   sut->groupIs(0, 0, 2);
+   std::vector<std::uint32_t> counts;
+   sut->synchronizerIs([&counts, count = 0U](std::uint32_t) mutable { counts.push_back(++count); });
+
+   sut->synchronizeAll();
+   sut->synchronizeAll();
+
+   EXPECT_THAT(counts, ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(ControlCollectionSynchronize, synchronizeAllNeedsASynchronizerThatIsNotEmpty)
+{
+   auto const sut = make();
+   sut->groupIs(0, 0, 1);
+   sut->synchronizerIs([](std::uint32_t) {});
+   sut->synchronizerIs(nullptr);
+
+   EXPECT_THROW(sut->synchronizeAll(), std::bad_function_call);
+}
+
 TEST_F(ControlCollectionSynchronize, synchronizerMaySetAnotherOneForTheNextWalk)
 {
    auto const sut = make();

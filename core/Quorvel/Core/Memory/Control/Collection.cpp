@@ -144,7 +144,7 @@ void Collection::groupDelAll()
 
 void Collection::synchronizerIs(std::function<void(std::uint32_t)> synchronizer)
 {
-   synchronizer_ = std::move(synchronizer);
+   synchronizer_ = std::make_shared<std::function<void(std::uint32_t)> const>(std::move(synchronizer));
 }
 
 Detail::Attribute const& Collection::denseAttribute(std::int32_t id, std::size_t size) const
@@ -195,7 +195,7 @@ void Collection::reset(std::uint32_t index) const
 
 void Collection::synchronizeAll() const
 {
-   // The synchronizer may set another one, or let go of this collection, or of the group at hand: all is finished.
+   // The synchronizer may set another one, or let go of this collection, or of the group at hand: all are kept.
    Orvo::Ptr<Collection const> const self(this);
    auto const synchronizer = synchronizer_;
    for (auto const& held : group_) {
@@ -203,7 +203,10 @@ void Collection::synchronizeAll() const
       // 32-bit wrap intended: a group whose end wraps is skipped.
       std::uint32_t const end = group->head() + group->size();
       for (auto index = group->head(); index < end; ++index) {
-         synchronizer(index);
+         if (synchronizer == nullptr) [[unlikely]] {
+            Utility::raise(std::bad_function_call());
+         }
+         (*synchronizer)(index);
       }
    }
 }

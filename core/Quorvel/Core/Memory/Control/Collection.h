@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <type_traits>
 
 namespace Quorvel::Core::Memory::Control {
@@ -76,7 +77,9 @@ public:
    Groups::const_iterator groupDel(Groups::const_iterator at);
    void groupDelAll();
 
-   /// What `synchronizeAll` calls for every entry, with its index. Empty at first.
+   /// What `synchronizeAll` calls for every entry, with its index. Empty at first. One object for all walks: what it keeps
+   /// in itself stays from one to the next, and walks on several threads call it together.
+   /// @throws std::bad_alloc; nothing has changed
    void synchronizerIs(std::function<void(std::uint32_t)> synchronizer);
 
    /// Number of entries of the mounted collection; kept for clients.
@@ -142,7 +145,7 @@ private:
 
    Attributes attribute_;
    Groups group_;
-   std::function<void(std::uint32_t)> synchronizer_;
+   std::shared_ptr<std::function<void(std::uint32_t)> const> synchronizer_; ///< shared with walks; null: none was set
    Offsetter offsetter_;
    std::uint32_t capacity_ = 0;
 };
