@@ -109,6 +109,17 @@ TEST_F(ControlCollection, attributesIsMakesOneForEachFieldOfTheEntries)
    EXPECT_EQ(sut->attribute(RingEntry::tailNumber)->size(), 12U);
 }
 
+TEST_F(ControlCollection, attributesIsTakesValuesAloneOfWhatATypeDeclares)
+{
+   auto const sut = make();
+
+   // Two collections, one value, operations.
+   sut->attributesIs(Collection::kroType);
+
+   ASSERT_EQ(sut->attribute().size(), 1U);
+   EXPECT_EQ(sut->attribute(134)->size(), sizeof(sut->capacity()));
+}
+
 TEST_F(ControlCollection, attributesIsRefusesAFieldOfAnotherSize)
 {
    auto const sut = make();

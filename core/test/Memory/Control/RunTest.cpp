@@ -94,6 +94,16 @@ TEST_F(ControlRun, givesEachEntryToTheFirstGroupThatCoversIt)
    EXPECT_THAT(entries(), ElementsAre("0+10", "10+5", "15+15"));
 }
 
+TEST_F(ControlRun, isNotCutShortByGroupsThatCoverNothingWhereOthersOverlap)
+{
+   add(0, 5, 0);
+   add(1, 7, 4294967295U);
+   add(2, 0, 10);
+   add(3, 0, 20);
+
+   EXPECT_THAT(entries(), ElementsAre("0+10", "10+10"));
+}
+
 TEST_F(ControlRun, liesWhereEachEntryLies)
 {
    add(0, 0, 3);

@@ -149,9 +149,13 @@ TEST_F(ControlAttributeObtain, obtainChangesNothingWhenItRefuses)
    add(*sut, 1, 0, 10);
    auto const groups = sut->group().version();
    auto const chunks = sut->chunk().version();
+   auto const groupUsers = sut->group(1)->useCount();
+   auto const chunkUsers = sut->chunk(1)->useCount();
 
    EXPECT_EQ(find(*sut, 10), "index 10 is out of range.");
 
+   EXPECT_EQ(sut->group(1)->useCount(), groupUsers);
+   EXPECT_EQ(sut->chunk(1)->useCount(), chunkUsers);
    EXPECT_EQ(sut->group().version(), groups);
    EXPECT_EQ(sut->chunk().version(), chunks);
    EXPECT_EQ(find(*sut, 9), "chunk 1 + 144");
