@@ -129,8 +129,10 @@ TEST(MakerPathMountCellDeathTest, endsTheProcessWhenMemoryIsExhausted)
       sut.makePath(pathTemplate);
    };
 
-   EXPECT_EXIT(expandWithoutMemory("%arg0"), testing::KilledBySignal(SIGABRT), "bad_alloc");
-   EXPECT_EXIT(expandWithoutMemory(std::string(100, 'a').c_str()), testing::KilledBySignal(SIGABRT), "bad_alloc");
+   // What the language's run time says of the exception depends on the optimisation.
+   EXPECT_EXIT(expandWithoutMemory("%arg0"), testing::KilledBySignal(SIGABRT), "terminate called");
+   EXPECT_EXIT(
+      expandWithoutMemory(std::string(100, 'a').c_str()), testing::KilledBySignal(SIGABRT), "terminate called");
 }
 
 } // namespace
