@@ -113,15 +113,14 @@ private:
 
    // What a look-up reads stands together.
    std::uint32_t firstEntry_ = 0; ///< where the first in `sorted_` begins
-   std::uint32_t quickRange_ =
-      0;                     ///< entries from there to the last one's end, 0 where it takes more than `findQuickly`
-   std::uint32_t shift_ = 0; ///< a bucket is 2^shift_ entries wide; regular: see `reciprocal_`
+   std::uint32_t quickRange_ = 0; ///< entries to the last one's end; 0 where it takes more than `findQuickly`
+   std::uint32_t shift_ = 0;      ///< a bucket is 2^shift_ entries wide; regular: see `reciprocal_`
    Layout layout_ = Layout::single;
    bool isSuspended_ = false;
    std::uint64_t reciprocal_ = 0; ///< regular: 2^shift_ / the distance of two begins, rounded up
    std::vector<Extent> sorted_;   ///< by `begin`; the last is a guard that holds no entry
-   std::vector<std::uint32_t>
-      buckets_;                  ///< even, uneven: the first that ends behind the bucket's begin; one more than buckets
+   /// Even, uneven: the first extent that ends behind the bucket's begin; one more than buckets.
+   std::vector<std::uint32_t> buckets_;
    std::vector<Extent> late_;    ///< by `begin`, too
    std::uint32_t sortedEnd_ = 0; ///< where the last in `sorted_` ended before it was erased, if it was
    std::size_t erased_ = 0;      ///< how many in `sorted_` are
