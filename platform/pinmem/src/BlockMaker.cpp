@@ -327,12 +327,9 @@ Collected BlockMaker::collect()
          bool const isOurs = RegionFiles::isName(name) && recorded.count(name) == 0;
          // What a damaged record says is not known, so that its file may be a block's.
          if (isOurs && damaged.count(RegionFiles::slotOf(name)) == 0) {
-            struct stat status = {};
-            systemCalls.fstatat(files.directory().number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
-            if (systemCalls.unlinkat(files.directory().number(), name.c_str(), 0) == 0) {
-               ++collected.files;
-               collected.bytes += static_cast<std::uint64_t>(status.st_blocks) * 512;
-            }
+            std::optional<std::uint64_t> const bytes = files.tryCollect(name);
+            collected.files += bytes ? 1 : 0;
+            collected.bytes += bytes.value_or(0);
          }
       }
    };

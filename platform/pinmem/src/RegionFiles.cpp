@@ -5,11 +5,19 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <sys/file.h>
 #include <sys/mman.h>
 
 namespace pinmem_lib {
 
 namespace {
+
+/// Marks the file as in use for as long as it is open or mapped: the lock belongs to the open file, which a mapping
+/// keeps. Somebody else's lock does not stand in the way, since the mark orders nothing.
+bool tryHold(FileDescriptor const& file)
+{
+   return systemCalls.flock(file.number(), LOCK_SH | LOCK_NB) == 0 || errno == EWOULDBLOCK;
+}
 
 bool isFileOf(struct stat const& status, Block const& region)
 {
@@ -31,6 +39,11 @@ FileDescriptor RegionFiles::create(Block const& region) const
    }
    if (!file.isOpen()) {
       refuse("file '", pathOf(region), "' cannot be made: ", systemText(errno), "; make its directory writable");
+   }
+   if (!tryHold(file)) {
+      int const error = errno;
+      remove(region);
+      refuse("file '", pathOf(region), "' cannot be marked as in use: ", systemText(error));
    }
    return file;
 }
@@ -76,12 +89,28 @@ FileDescriptor RegionFiles::open(Block const& region, std::uint64_t size) const
    if (static_cast<std::uint64_t>(status.st_size) < size) {
       refuse("file '", pathOf(region), "' was cut to ", status.st_size, " bytes; run: pinmemctl remove-domain");
    }
+   if (!tryHold(file)) {
+      refuse("file '", pathOf(region), "' cannot be marked as in use: ", systemText(errno));
+   }
    return file;
 }
 
 void RegionFiles::remove(Block const& region) const
 {
    systemCalls.unlinkat(directory_.number(), nameOf(region).c_str(), 0);
+}
+
+std::optional<std::uint64_t> RegionFiles::tryCollect(std::string const& name) const
+{
+   FileDescriptor const file = directory_.file(name, O_RDONLY | O_NONBLOCK);
+   struct stat status = {};
+   if (
+      !file.isOpen() || systemCalls.flock(file.number(), LOCK_EX | LOCK_NB) != 0 ||
+      systemCalls.fstat(file.number(), &status) != 0 ||
+      systemCalls.unlinkat(directory_.number(), name.c_str(), 0) != 0) {
+      return std::nullopt;
+   }
+   return static_cast<std::uint64_t>(status.st_blocks) * 512;
 }
 
 void* RegionFiles::map(FileDescriptor const& file, std::uint64_t size)

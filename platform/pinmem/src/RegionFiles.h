@@ -2,12 +2,17 @@
 
 #include "src/Directory.h"
 #include "src/Record.h"
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace pinmem_lib {
 
 /// The files that hold the memory of a domain's regions, one for each, in one folder. Their names are generated: a
 /// block's name never reaches the file system.
+///
+/// Each file that is open or mapped is locked (`flock`, shared): other programs that clear a hugetlbfs when they start
+/// spare such files, and so does `tryCollect`.
 class RegionFiles {
 public:
    /// @param directory  the domain's folder for the files
@@ -30,6 +35,10 @@ public:
    FileDescriptor open(Block const& region, std::uint64_t size) const;
 
    void remove(Block const& region) const;
+
+   /// Removes a file that has no record, unless a process has it open or mapped.
+   /// @return the bytes of memory that were in it; nothing when it is still there
+   std::optional<std::uint64_t> tryCollect(std::string const& name) const;
 
    /// Maps the first `size` bytes of a file, readable and writable, left out of core dumps.
    /// @throws Refusal

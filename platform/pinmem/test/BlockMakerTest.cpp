@@ -6,6 +6,7 @@
 #include "test/support/RefusalOf.h"
 #include <cstring>
 #include <filesystem>
+#include <sys/file.h>
 
 using namespace pinmem_lib;
 using namespace pinmem_test;
@@ -141,6 +142,38 @@ TEST_F(BlockMakerTest, collectRemovesFilesWithoutARecordAndNothingElse)
    EXPECT_EQ(fileCount(), 3);
    EXPECT_EQ(sut->records().size(), 3U);
    EXPECT_EQ(sut->collect().files, 0U);
+}
+
+TEST_F(BlockMakerTest, collectSparesAFileThatAProcessHolds)
+{
+   makeThree();
+   leaveFile("00000009-00000001");
+   auto const sut = open();
+   {
+      FileDescriptor const holder(::open((control_ + "/data/00000009-00000001").c_str(), O_RDWR | O_CLOEXEC));
+      ::flock(holder.number(), LOCK_SH);
+
+      EXPECT_EQ(sut->collect().files, 0U);
+   }
+   EXPECT_EQ(sut->collect().files, 1U);
+}
+
+TEST_F(BlockMakerTest, collectSparesMemoryThatIsMappedThoughItsRecordIsGone)
+{
+   auto user = open();
+   user->allocate("large", 1 << 20, "", 4);
+   std::strcpy(memoryOf(*user, "large"), "in use");
+   {
+      Index index = Index::open(Directory::open(control_, Directory::Trust::guarded));
+      index.refresh([] {}, [](Record const&) {});
+      index.clear(0);
+   }
+   auto const sut = open();
+
+   EXPECT_EQ(sut->collect().files, 0U);
+
+   user.reset();
+   EXPECT_EQ(sut->collect().files, 1U);
 }
 
 TEST_F(BlockMakerTest, collectSparesTheFileOfADamagedRecordAndAllArenasThen)

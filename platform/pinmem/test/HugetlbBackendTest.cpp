@@ -75,6 +75,21 @@ protected:
       return file;
    }
 
+   /// As other kits do when they start: every file of the mount's root that has "map_" in its name and no lock.
+   int deleteUnlockedMapFiles() const
+   {
+      int deleted = 0;
+      for (auto const& file : std::filesystem::directory_iterator(mount_)) {
+         FileDescriptor const candidate(::open(file.path().c_str(), O_RDONLY | O_CLOEXEC));
+         if (
+            file.path().filename().string().find("map_") != std::string::npos &&
+            ::flock(candidate.number(), LOCK_EX | LOCK_NB) == 0) {
+            deleted += std::filesystem::remove(file.path()) ? 1 : 0;
+         }
+      }
+      return deleted;
+   }
+
    enum class Privilege { never, dropped, kept };
 
    /// Runs `action` in a child process of an ordinary user; its result, or what went wrong.
@@ -429,23 +444,17 @@ TEST_F(HugetlbBackendTest, aNeighbourThatDeletesUnlockedMapFilesFindsNone)
 {
    HugetlbBackend sut = backend();
    Block block = blockOf(page);
-   make(sut, block);
+   void* const memory = sut.create(block, Backend::Reserve::whole);
+   std::string const file = sut.folders().at(0).pathOf(block);
+   std::filesystem::create_hard_link(file, mount_ + "/kit_map_1"); // as if our files lay there, under such names
    std::ofstream(mount_ + "/kit_map_0").flush();
 
-   // As other kits do when they start: every file of the mount's root that has "map_" in its name and no lock.
-   int deleted = 0;
-   for (auto const& file : std::filesystem::directory_iterator(mount_)) {
-      FileDescriptor const candidate(::open(file.path().c_str(), O_RDONLY | O_CLOEXEC));
-      if (
-         file.path().filename().string().find("map_") != std::string::npos &&
-         ::flock(candidate.number(), LOCK_EX | LOCK_NB) == 0) {
-         deleted += std::filesystem::remove(file.path()) ? 1 : 0;
-      }
-   }
+   EXPECT_EQ(deleteUnlockedMapFiles(), 1);
+   EXPECT_TRUE(std::filesystem::exists(mount_ + "/kit_map_1"));
+   ::munmap(memory, block.capacity);
 
-   EXPECT_EQ(deleted, 1);
+   EXPECT_EQ(deleteUnlockedMapFiles(), 1);
    EXPECT_TRUE(sut.isThere(block));
-   EXPECT_EQ(RegionFiles::nameOf(block).find("map_"), std::string::npos);
 }
 
 TEST_F(HugetlbBackendTest, aPartOfAnArenaIsProvidedAsZero)

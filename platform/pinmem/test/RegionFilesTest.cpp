@@ -4,6 +4,9 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace pinmem_lib;
@@ -63,4 +66,60 @@ TEST(RegionFilesTest, aFolderInPlaceOfTheFileIsRefused)
    std::filesystem::create_directory(path);
 
    EXPECT_NE(refusalOf([&] { sut.create({}); }).find("file '" + path + "' cannot be made: "), std::string::npos);
+}
+
+TEST(RegionFilesTest, aFileIsLockedForAsLongAsItIsOpenOrMapped)
+{
+   TemporaryDirectory const temporary;
+   RegionFiles const sut(Directory::open(temporary.path(), Directory::Trust::guarded));
+   std::string const name = RegionFiles::nameOf({});
+   Block region = {};
+   sut.directory().file(name, O_RDWR | O_CREAT);
+   auto const isLocked = [&] {
+      FileDescriptor const neighbour = sut.directory().file(name, O_RDONLY);
+      return ::flock(neighbour.number(), LOCK_EX | LOCK_NB) != 0;
+   };
+   EXPECT_FALSE(isLocked());
+
+   void* memory = nullptr;
+   {
+      FileDescriptor const file = sut.create(region);
+      EXPECT_TRUE(isLocked());
+      sut.identify(file, region);
+      ASSERT_EQ(::ftruncate(file.number(), 4096), 0);
+      memory = RegionFiles::map(file, 4096);
+   }
+   EXPECT_TRUE(isLocked());
+   ::munmap(memory, 4096);
+   EXPECT_FALSE(isLocked());
+
+   FileDescriptor const again = sut.open(region, 4096);
+   EXPECT_TRUE(isLocked());
+}
+
+TEST(RegionFilesTest, aFileThatSomebodyElseHasLockedIsOpenedAllTheSame)
+{
+   TemporaryDirectory const temporary;
+   RegionFiles const sut(Directory::open(temporary.path(), Directory::Trust::guarded));
+   Block region = {};
+   sut.identify(sut.create(region), region);
+   FileDescriptor const other = sut.directory().file(RegionFiles::nameOf(region), O_RDONLY);
+   ASSERT_EQ(::flock(other.number(), LOCK_EX), 0);
+
+   EXPECT_TRUE(sut.open(region, 0).isOpen());
+}
+
+TEST(RegionFilesTest, whatIsNoFileIsNotCollected)
+{
+   TemporaryDirectory const temporary;
+   RegionFiles const sut(Directory::open(temporary.path(), Directory::Trust::guarded));
+   std::ofstream(temporary / "precious") << "12345";
+   std::string const name = RegionFiles::nameOf({});
+   std::filesystem::create_symlink(temporary / "precious", temporary / name);
+   EXPECT_FALSE(sut.tryCollect(name));
+   std::filesystem::remove(temporary / name);
+   ASSERT_EQ(::mkfifo((temporary / name).c_str(), 0600), 0);
+
+   EXPECT_TRUE(sut.tryCollect(name)) << "a pipe holds no memory";
+   EXPECT_TRUE(std::filesystem::exists(temporary / "precious"));
 }
