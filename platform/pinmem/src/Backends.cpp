@@ -7,8 +7,8 @@ namespace pinmem_lib {
 Backends::Backends(Settings const& settings, Directory data, std::string folder, HugetlbRoots const& roots)
    : settings_(settings),
      node_(nodeOf(settings)),
-     shm_(std::move(data), node_),
-     hugetlb_(std::move(folder), roots, node_)
+     hugetlb_(std::move(folder), roots, node_, data.sharing()),
+     shm_(std::move(data), node_)
 {}
 
 Backend& Backends::of(Block const& block)

@@ -53,8 +53,8 @@ public:
 private:
    Settings settings_;
    NodeWish node_;
-   ShmBackend shm_;
    HugetlbBackend hugetlb_;
+   ShmBackend shm_;
    std::optional<BackendKind> automatic_;
 };
 

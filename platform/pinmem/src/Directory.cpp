@@ -11,6 +11,18 @@ namespace pinmem_lib {
 
 namespace {
 
+/// The bits that let members of the group list a directory and open what is in it.
+constexpr mode_t groupMayLook = 050;
+
+struct stat statusOf(int number, std::string const& what)
+{
+   struct stat status = {};
+   if (systemCalls.fstat(number, &status) != 0) {
+      refuse(what, " cannot be examined: ", systemText(errno));
+   }
+   return status;
+}
+
 std::string withoutTrailingSlashes(std::string path)
 {
    // "link/" would be followed in spite of O_NOFOLLOW.
@@ -22,33 +34,89 @@ std::string withoutTrailingSlashes(std::string path)
 
 } // namespace
 
-Directory::Directory(FileDescriptor descriptor, std::string path, Trust trust)
-   : descriptor_(std::move(descriptor)), path_(std::move(path))
+Directory::Directory(FileDescriptor descriptor, std::string path, Trust trust, Sharing const& sharing)
+   : descriptor_(std::move(descriptor)), path_(std::move(path)), sharing_(sharing)
 {
-   if (trust == Trust::shared) {
-      return;
-   }
-   struct stat status = {};
-   if (systemCalls.fstat(number(), &status) != 0) {
-      refuse("directory '", printable(path_), "' cannot be examined: ", systemText(errno));
-   }
-   bool const isOurs = status.st_uid == ::geteuid() || (trust == Trust::guarded && status.st_uid == 0);
-   if (!isOurs) {
-      refuse(
-         "directory '", printable(path_), "' belongs to user ", status.st_uid, ", not to user ", ::geteuid(),
-         "; remove it or use another with PINMEM_DIR");
-   }
-   // In a sticky directory nobody can rename or remove what is ours.
-   bool const isSticky = trust == Trust::guarded && (status.st_mode & S_ISVTX) != 0;
-   mode_t const forbidden = trust == Trust::guarded ? 022 : 077;
-   if ((status.st_mode & forbidden) != 0 && !isSticky) {
-      refuse(
-         "directory '", printable(path_), "' is open to other users; run: chmod ",
-         trust == Trust::guarded ? "go-w" : "0700", " '", printable(path_), "'");
+   if (trust != Trust::shared) {
+      check(trust);
    }
 }
 
-Directory Directory::open(std::string const& path, Trust trust)
+void Directory::check(Trust trust) const
+{
+   std::string const what = "directory '" + printable(path_) + "'";
+   struct stat const status = statusOf(number(), what);
+   bool const isOurs = status.st_uid == sharing_.user || (trust == Trust::guarded && status.st_uid == 0);
+   if (!isOurs) {
+      refuse(
+         what, " belongs to user ", status.st_uid, ", not to user ", sharing_.user,
+         "; remove it or use another with PINMEM_DIR");
+   }
+   mode_t const others = status.st_mode & 077;
+   if (trust == Trust::guarded) {
+      // In a sticky directory nobody can rename or remove what is ours.
+      bool const isSticky = (status.st_mode & S_ISVTX) != 0;
+      if ((others & 022) != 0 && !isSticky) {
+         refuse(what, " is open to other users; run: chmod go-w '", printable(path_), "'");
+      }
+      return;
+   }
+   if (others != 0 && others != groupMayLook) {
+      refuse(
+         what, " is open to other users; run: chmod ", sharing_.group ? "0750" : "0700", " '", printable(path_), "'");
+   }
+   bool const isGroupMeant = sharing_.group || sharing_.isAnyGroupGood || trust == Trust::common;
+   if (others == groupMayLook && !isGroupMeant) {
+      refuse(
+         what, " is open to group ", status.st_gid, "; set PINMEM_GROUP=", status.st_gid,
+         " if that is meant, else run: chmod 0700 '", printable(path_), "'");
+   }
+}
+
+void Directory::shareWithGroup() const
+{
+   if (!sharing_.group) {
+      return;
+   }
+   std::string const what = "directory '" + printable(path_) + "'";
+   struct stat const status = statusOf(number(), what);
+   mode_t const others = status.st_mode & 077;
+   if (others == 0) {
+      giveToGroup(number(), 0750, what);
+      return;
+   }
+   bool const isOpenToAll = (others & 05) == 05;
+   if (status.st_gid != *sharing_.group && !isOpenToAll) {
+      refuse(
+         what, " is open to group ", status.st_gid, ", not to group ", *sharing_.group, "; run: chgrp ",
+         *sharing_.group, " '", printable(path_), "', or use another place with PINMEM_DIR");
+   }
+}
+
+void Directory::letGroupRead(FileDescriptor const& file, std::string const& name) const
+{
+   if (!sharing_.group) {
+      return;
+   }
+   std::string const what = "file '" + printable(path_) + "/" + name + "'";
+   struct stat const status = statusOf(file.number(), what);
+   if ((status.st_mode & 0777) != 0640 || status.st_gid != *sharing_.group) {
+      giveToGroup(file.number(), 0640, what);
+   }
+}
+
+void Directory::giveToGroup(int number, mode_t mode, std::string const& what) const
+{
+   // The group first: the one that it belongs to now is not to be let in.
+   constexpr auto sameUser = static_cast<uid_t>(-1);
+   if (systemCalls.fchown(number, sameUser, *sharing_.group) != 0 || systemCalls.fchmod(number, mode) != 0) {
+      refuse(
+         what, " cannot be given to group ", *sharing_.group, ": ", systemText(errno), "; make user ", sharing_.user,
+         " a member of it, or unset PINMEM_GROUP");
+   }
+}
+
+Directory Directory::open(std::string const& path, Trust trust, Sharing const& sharing)
 {
    std::string const plain = withoutTrailingSlashes(path);
    int const follow = trust == Trust::shared ? 0 : O_NOFOLLOW;
@@ -59,7 +127,7 @@ Directory Directory::open(std::string const& path, Trust trust)
          "directory '", printable(plain), "' cannot be opened: ", systemText(errno),
          "; it must be a directory and no link; make it, or name another with PINMEM_DIR");
    }
-   return Directory(std::move(descriptor), plain, trust);
+   return Directory(std::move(descriptor), plain, trust, sharing);
 }
 
 bool Directory::isRemoved() const
@@ -90,7 +158,9 @@ std::optional<Directory> Directory::child(std::string const& name, Trust trust, 
          "'", printable(whole), "' cannot be used as a directory: ", systemText(errno),
          "; it must be a directory of this user and no link");
    }
-   return Directory(std::move(descriptor), whole, trust);
+   Directory directory(std::move(descriptor), whole, trust, sharing_);
+   directory.shareWithGroup();
+   return directory;
 }
 
 FileDescriptor Directory::file(std::string const& name, int flags) const

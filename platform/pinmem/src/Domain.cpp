@@ -29,7 +29,8 @@ Index openIndex(DomainPlace const& place, HugetlbRoots const& roots, std::string
       return Index::open(place.control);
    }
    refuseWithoutIndex(place.data, place);
-   for (RegionFiles const& files : HugetlbBackend(place.hugetlbFolder(), roots, {}).folders()) {
+   for (RegionFiles const& files :
+        HugetlbBackend(place.hugetlbFolder(), roots, {}, place.control.sharing()).folders()) {
       refuseWithoutIndex(files.directory(), place);
    }
    return Index::create(place.control, boot);
@@ -43,6 +44,9 @@ std::unique_ptr<Domain> Domain::open(Settings const& settings, Roots const& root
    bool const isLooking = missing == Directory::Missing::leave;
    for (;;) {
       std::optional<DomainPlace> place = DomainPlace::open(settings, roots, missing, missing);
+      if (place && place->isForeign) {
+         return openForeign(settings, roots, std::move(*place));
+      }
       std::optional<DomainLock> const lock = place ? DomainLock::take(place->control, missing) : std::nullopt;
       bool const isIndexThere = lock && Index::isThere(place->control);
       if (isLooking && !isIndexThere) {
@@ -68,6 +72,22 @@ std::unique_ptr<Domain> Domain::open(Settings const& settings, Roots const& root
       domain->refresh();
       return domain;
    }
+}
+
+std::unique_ptr<Domain> Domain::openForeign(Settings const& settings, Roots const& roots, DomainPlace place)
+{
+   if (!Index::isThere(place.control)) {
+      return nullptr;
+   }
+   DomainUsers users = DomainUsers::forLooking(place.control);
+   Index index = Index::open(place.control, Index::Use::look);
+   std::unique_ptr<Domain> domain(
+      new Domain(settings, roots.hugetlb, std::move(place), 0, std::move(users), std::move(index)));
+   domain->inspect([&] {
+      domain->refresh();
+      return domain->isWhole();
+   });
+   return domain;
 }
 
 Domain::Domain(
@@ -102,7 +122,7 @@ std::uint64_t Domain::allocate(std::string_view name, std::uint32_t size, std::s
       return block->block.addressBus;
    }
    DomainLock const held = lock();
-   block = confirm(name);
+   block = confirmOwn(name);
    if (block == nullptr) {
       Block fresh = {};
       fresh.arena = Block::noArena;
@@ -138,7 +158,7 @@ std::uint64_t Domain::map(std::string_view name)
    Entry* block = findHeld(name);
    if (block == nullptr || !tryAttach(*block)) {
       DomainLock const held = lock();
-      block = confirm(name);
+      block = confirmOwn(name);
       if (block == nullptr) {
          refuse("there is no block of this name in '", printable(path()), "'; allocate it first");
       }
@@ -202,25 +222,48 @@ Collected Domain::collect()
 std::vector<std::string> Domain::faults()
 {
    std::lock_guard const guard(mutex_);
-   DomainLock const held = lock();
-   index_.readAgain();
-   refresh();
    std::vector<std::string> faults;
-   for (std::uint32_t const slot : index_.damaged()) {
-      faults.push_back(join("record ", slot, " is damaged"));
+   inspect([&] {
+      faults.clear();
+      refresh();
+      for (std::uint32_t const slot : index_.damaged()) {
+         faults.push_back(join("record ", slot, " is damaged"));
+      }
+      for (std::uint32_t const slot : catalog_.contradictions()) {
+         faults.push_back(join("record ", slot, " contradicts another one"));
+      }
+      for (Entry const& entry : catalog_.entries()) {
+         Block const& block = entry.block;
+         std::string const what =
+            entry.name.empty() ? join("arena ", block.slot) : join("block '", printable(entry.name), "'");
+         if (std::string const fault = block.isPacked() ? "" : faultOf(block); !fault.empty()) {
+            faults.push_back(join(what, ": ", fault));
+         }
+      }
+      return faults.empty();
+   });
+   return faults;
+}
+
+void Domain::inspect(std::function<bool()> const& look)
+{
+   std::optional<DomainLock> held;
+   if (!place_.isForeign) {
+      held.emplace(lock());
    }
-   for (std::uint32_t const slot : catalog_.contradictions()) {
-      faults.push_back(join("record ", slot, " contradicts another one"));
-   }
-   for (Entry const& entry : catalog_.entries()) {
-      Block const& block = entry.block;
-      std::string const what =
-         entry.name.empty() ? join("arena ", block.slot) : join("block '", printable(entry.name), "'");
-      if (std::string const fault = block.isPacked() ? "" : faultOf(block); !fault.empty()) {
-         faults.push_back(join(what, ": ", fault));
+   // Without the lock a change may be met half-way: what is wrong for that reason alone is right a moment later.
+   for (int attempts = held ? 1 : 20; attempts > 0; --attempts) {
+      try {
+         index_.readAgain();
+         if (look()) {
+            return;
+         }
+      } catch (Refusal const&) {
+         if (attempts == 1) {
+            throw;
+         }
       }
    }
-   return faults;
 }
 
 std::string Domain::faultOf(Block const& region)
@@ -229,6 +272,9 @@ std::string Domain::faultOf(Block const& region)
       Backend& backend = backends_.of(region);
       if (!backend.isThere(region)) {
          return region.inode == 0 ? "" : "its memory is gone"; // of an earlier boot: as it should be
+      }
+      if (place_.isForeign) {
+         return ""; // what is in it is its user's alone
       }
       void* const address = backend.attach(region);
       std::uint64_t now = 0;
@@ -275,10 +321,12 @@ std::vector<Record> Domain::arenas()
 std::vector<Record> Domain::allRecords()
 {
    std::lock_guard const guard(mutex_);
-   DomainLock const held = lock();
-   index_.readAgain();
    std::vector<Record> result;
-   refresh(&result);
+   inspect([&] {
+      result.clear();
+      refresh(&result);
+      return isWhole();
+   });
    return result;
 }
 
@@ -327,6 +375,15 @@ Entry* Domain::confirm(std::string_view name)
    return block;
 }
 
+Entry* Domain::confirmOwn(std::string_view name)
+{
+   Entry* const block = confirm(name);
+   if (block != nullptr && block->block.uid != ::geteuid()) {
+      refuse("the block belongs to user ", block->block.uid, ", not to user ", ::geteuid(), "; use another name");
+   }
+   return block;
+}
+
 void Domain::checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const
 {
    if (size > block.capacity) {
@@ -336,9 +393,6 @@ void Domain::checkConflict(Block const& block, std::uint32_t size, std::uint32_t
    }
    if (block.flags == BlockFlags::ordinary && flags != BlockFlags::ordinary) {
       refuse("DMA memory is asked for, but the block was made as ordinary memory (flags=1); use another name");
-   }
-   if (block.uid != ::geteuid()) {
-      refuse("the block belongs to user ", block.uid, ", not to user ", ::geteuid(), "; use another name");
    }
    backends_.checkUse(block, flags);
 }
@@ -365,6 +419,11 @@ bool Domain::tryAttach(Entry& block)
 
 DomainLock Domain::lock()
 {
+   if (place_.isForeign) {
+      refuse(
+         "the domain belongs to user ", place_.control.sharing().user, ", and user ", ::geteuid(),
+         " may only look at it; run this as that user");
+   }
    DomainLock held = DomainLock::takeAgain(place_.control, lockNumber_);
    users_.check();
    return held;

@@ -8,6 +8,7 @@
 #include "src/DomainUsers.h"
 #include "src/Index.h"
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -25,7 +26,8 @@ class Domain {
 public:
    /// Opens the domain and keeps it in use, so that nobody removes it, for as long as the object lives.
    ///
-   /// @param missing  `leave`: for looking, not for allocating; nothing is made or changed
+   /// @param missing  `leave`: for looking, not for allocating; nothing is made or changed. The domain may be another
+   ///                 user's then, and calls that change something are refused.
    /// @return null when the domain is not there, or not all of it, and `missing` is `leave`
    /// @throws Refusal  when a folder, the index or the boot id stands in the way
    static std::unique_ptr<Domain>
@@ -80,6 +82,8 @@ private:
       Settings const& settings, HugetlbRoots const& roots, DomainPlace place, std::uint64_t lockNumber,
       DomainUsers users, Index index);
 
+   static std::unique_ptr<Domain> openForeign(Settings const& settings, Roots const& roots, DomainPlace place);
+
    /// The block, if this process holds it already.
    Entry* findHeld(std::string_view name);
    /// Maps the region of a block that this process holds; false: the index must tell.
@@ -91,7 +95,13 @@ private:
    std::string faultOf(Block const& region);
    std::vector<Record> allRecords();
 
+   bool isWhole() const { return index_.damaged().empty() && catalog_.contradictions().empty(); }
+
+   /// Has all read again and runs `look`, which says whether all is in order.
+   void inspect(std::function<bool()> const& look);
+
    /// Takes the domain's lock, and makes sure that the files of the domain still are.
+   /// @throws Refusal  when it is another user's, too
    DomainLock lock();
 
    // The domain's lock is held in each of these.
@@ -101,6 +111,9 @@ private:
    void refresh(std::vector<Record>* copies = nullptr);
    /// The block as the index has it now; null when there is none.
    Entry* confirm(std::string_view name);
+   /// The same, for use.
+   /// @throws Refusal  when it is another user's
+   Entry* confirmOwn(std::string_view name);
    /// The region that holds the block.
    /// @throws Refusal  when the index does not have it
    Entry& regionOf(Entry& block);

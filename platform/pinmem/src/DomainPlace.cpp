@@ -15,27 +15,47 @@ using Trust = Directory::Trust;
 using Missing = Directory::Missing;
 
 /// `/dev/shm/pinmem-<uid>`.
-std::optional<Directory> userFolderOf(Roots const& roots, Missing missing)
+std::optional<Directory> userFolderOf(Sharing const& sharing, Roots const& roots, Missing missing)
 {
-   return Directory::open(roots.memory, Trust::shared)
-      .child("pinmem-" + std::to_string(::geteuid()), Trust::hidden, missing);
+   return Directory::open(roots.memory, Trust::shared, sharing)
+      .child("pinmem-" + std::to_string(sharing.user), Trust::common, missing);
+}
+
+/// Who has the folder; nobody when it is not there.
+std::optional<uid_t> userOf(std::string const& path)
+{
+   struct stat status = {};
+   bool const isThere = systemCalls.fstatat(AT_FDCWD, path.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+   return isThere && S_ISDIR(status.st_mode) ? std::optional(status.st_uid) : std::nullopt;
+}
+
+Sharing sharingOf(Settings const& settings, Missing missing, Missing missingBelow)
+{
+   Sharing sharing;
+   if (missing == Missing::create) {
+      sharing.group = groupOf(settings);
+      return sharing;
+   }
+   sharing.isAnyGroupGood = true;
+   if (settings.directory && missingBelow == Missing::leave) {
+      sharing.user = userOf(*settings.directory + "/" + settings.domain).value_or(sharing.user);
+   }
+   return sharing;
 }
 
 /// The folder that holds the control files of this user's domains.
-std::optional<Directory> controlBaseOf(Settings const& settings, Roots const& roots, Missing missing)
+std::optional<Directory>
+controlBaseOf(Settings const& settings, Sharing const& sharing, Roots const& roots, Missing missing)
 {
    if (settings.directory) {
-      return Directory::open(*settings.directory, Trust::guarded);
+      return Directory::open(*settings.directory, Trust::guarded, sharing);
    }
    if (roots.isPrivileged) {
-      return Directory::open(roots.run, Trust::shared).child("pinmem", Trust::guarded, missing);
+      return Directory::open(roots.run, Trust::shared, sharing).child("pinmem", Trust::guarded, missing);
    }
    std::string const path = roots.run + "/pinmem";
-   struct stat status = {};
-   bool const isOursInRun =
-      systemCalls.fstatat(AT_FDCWD, (path + "/" + settings.domain).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-      S_ISDIR(status.st_mode) && status.st_uid == ::geteuid();
-   return isOursInRun ? Directory::open(path, Trust::guarded) : userFolderOf(roots, missing);
+   return userOf(path + "/" + settings.domain) == sharing.user ? Directory::open(path, Trust::guarded, sharing)
+                                                               : userFolderOf(sharing, roots, missing);
 }
 
 } // namespace
@@ -44,7 +64,8 @@ std::optional<DomainPlace>
 DomainPlace::open(Settings const& settings, Roots const& roots, Missing missing, Missing missingBelow)
 {
    checkPlaceOf(settings);
-   std::optional<Directory> controlBase = controlBaseOf(settings, roots, missing);
+   Sharing const sharing = sharingOf(settings, missing, missingBelow);
+   std::optional<Directory> controlBase = controlBaseOf(settings, sharing, roots, missing);
    if (!controlBase) {
       return std::nullopt;
    }
@@ -52,8 +73,12 @@ DomainPlace::open(Settings const& settings, Roots const& roots, Missing missing,
    if (!control) {
       return std::nullopt;
    }
-   std::optional<Directory> memoryBase =
-      settings.directory ? Directory::open(*settings.directory, Trust::guarded) : userFolderOf(roots, missingBelow);
+   bool const isForeign = sharing.user != ::geteuid();
+   // Somebody who looks at another user's domain names the folder with its control files, wherever its memory is.
+   bool const isMemoryHere =
+      settings.directory && (!isForeign || control->child("data", Trust::hidden, Missing::leave).has_value());
+   std::optional<Directory> memoryBase = isMemoryHere ? Directory::open(*settings.directory, Trust::guarded, sharing)
+                                                      : userFolderOf(sharing, roots, missingBelow);
    if (!memoryBase) {
       return std::nullopt;
    }
@@ -65,8 +90,8 @@ DomainPlace::open(Settings const& settings, Roots const& roots, Missing missing,
    if (!data) {
       return std::nullopt;
    }
-   return DomainPlace{
-      std::move(*controlBase), std::move(*control), std::move(*memoryBase), std::move(*memory), std::move(*data)};
+   return DomainPlace{std::move(*controlBase), std::move(*control), std::move(*memoryBase),
+                      std::move(*memory),      std::move(*data),    isForeign};
 }
 
 std::string DomainPlace::hugetlbFolder() const

@@ -57,7 +57,7 @@ DomainRemoval removeDomain(Settings const& settings, Roots const& roots)
    if (!users.tryExclusive()) {
       return DomainRemoval::inUse;
    }
-   HugetlbBackend const hugetlb(place->hugetlbFolder(), roots.hugetlb, {});
+   HugetlbBackend const hugetlb(place->hugetlbFolder(), roots.hugetlb, {}, place->control.sharing());
    std::vector<RegionFiles> const folders = hugetlb.folders();
    for (RegionFiles const& files : folders) {
       checkEntries(files.directory(), &RegionFiles::isName);

@@ -29,9 +29,16 @@ struct flock byteOf(std::uint32_t slot, short type)
 } // namespace
 
 DomainUsers::DomainUsers(Directory const& place, Missing missing)
-   : what_("file '" + printable(place.path()) + "/users'"),
-     file_(place.file("users", missing == Missing::create ? O_RDWR | O_CREAT : O_RDWR)),
-     identity_(file_.number())
+   : DomainUsers(place, missing == Missing::create ? O_RDWR | O_CREAT : O_RDWR)
+{}
+
+DomainUsers DomainUsers::forLooking(Directory const& place)
+{
+   return DomainUsers(place, O_PATH);
+}
+
+DomainUsers::DomainUsers(Directory const& place, int flags)
+   : what_("file '" + printable(place.path()) + "/users'"), file_(place.file("users", flags)), identity_(file_.number())
 {
    if (!file_.isOpen()) {
       if (errno == ENOENT) {

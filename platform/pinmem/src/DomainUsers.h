@@ -19,6 +19,10 @@ public:
    /// @throws Refusal  when the file is missing, or cannot be made or opened
    DomainUsers(Directory const& place, Directory::Missing missing);
 
+   /// For looking alone, `countsOf`: needs no right to the file.
+   /// @throws Refusal  like the constructor
+   static DomainUsers forLooking(Directory const& place);
+
    /// Counts this process in until the object is destroyed.
    void share();
 
@@ -51,6 +55,8 @@ public:
    void check() const;
 
 private:
+   DomainUsers(Directory const& place, int flags);
+
    std::string what_; ///< the file, for messages
    FileDescriptor file_;
    FileIdentity identity_;

@@ -13,11 +13,6 @@ namespace {
 
 using Missing = Directory::Missing;
 
-std::string userFolder()
-{
-   return "pinmem-" + std::to_string(::geteuid());
-}
-
 std::uint32_t pagesOf(std::uint64_t bytes, std::uint64_t size)
 {
    return static_cast<std::uint32_t>((bytes + size - 1) / size);
@@ -25,9 +20,19 @@ std::uint32_t pagesOf(std::uint64_t bytes, std::uint64_t size)
 
 } // namespace
 
-HugetlbBackend::HugetlbBackend(std::string folder, HugetlbRoots roots, NodeWish wish)
-   : folder_(std::move(folder)), roots_(std::move(roots)), pageMap_(roots_.pageMap), wish_(wish)
+HugetlbBackend::HugetlbBackend(std::string folder, HugetlbRoots roots, NodeWish wish, Sharing const& sharing)
+   : folder_(std::move(folder)),
+     roots_(std::move(roots)),
+     pageMap_(roots_.pageMap),
+     wish_(wish),
+     sharing_(sharing),
+     missing_(sharing.user == ::geteuid() ? Missing::create : Missing::leave)
 {}
+
+std::string HugetlbBackend::userFolder() const
+{
+   return "pinmem-" + std::to_string(sharing_.user);
+}
 
 std::optional<HugetlbMount> HugetlbBackend::mountOf(std::uint64_t size) const
 {
@@ -51,8 +56,8 @@ RegionFiles& HugetlbBackend::filesOf(std::uint64_t size, Missing missing)
          "no hugetlbfs with ", sizeText(size), " pages is mounted; run: mount -t hugetlbfs -o pagesize=", size >> 20,
          "M none /dev/hugepages");
    }
-   std::optional<Directory> const user =
-      Directory::open(mount->path, Directory::Trust::guarded).child(userFolder(), Directory::Trust::hidden, missing);
+   std::optional<Directory> const user = Directory::open(mount->path, Directory::Trust::guarded, sharing_)
+                                            .child(userFolder(), Directory::Trust::common, missing);
    std::optional<Directory> data = user ? user->child(folder_, Directory::Trust::hidden, missing) : std::nullopt;
    if (!data) {
       refuse("'", printable(mount->path), "/", userFolder(), "/", printable(folder_), "' is not there");
@@ -226,7 +231,7 @@ void* HugetlbBackend::map(FileDescriptor const& file, Block const& region) const
 
 bool HugetlbBackend::isThere(Block const& region)
 {
-   return region.inode != 0 && filesOf(region.pageSize, Missing::create).isThere(region);
+   return region.inode != 0 && filesOf(region.pageSize, missing_).isThere(region);
 }
 
 void* HugetlbBackend::attach(Block const& region)
@@ -242,7 +247,7 @@ void* HugetlbBackend::attach(Block const& region)
    if (pages * region.pageSize != region.capacity) {
       refuse("the record of this block does not say which pages it has; run: pinmemctl check");
    }
-   return map(filesOf(region.pageSize, Missing::create).open(region, end), region);
+   return map(filesOf(region.pageSize, missing_).open(region, end), region);
 }
 
 std::uint64_t HugetlbBackend::resolve(Block const& region, void* address)
@@ -318,11 +323,14 @@ std::string HugetlbBackend::obstacle(bool isInUse) const
 
 std::vector<RegionFiles> HugetlbBackend::folders() const
 {
+   Sharing any = sharing_;
+   any.group.reset();
+   any.isAnyGroupGood = true;
    std::vector<RegionFiles> found;
    for (HugetlbMount const& mount : HugetlbMount::all(roots_.mountInfo)) {
       try {
-         std::optional<Directory> const user = Directory::open(mount.path, Directory::Trust::guarded)
-                                                  .child(userFolder(), Directory::Trust::hidden, Missing::leave);
+         std::optional<Directory> const user = Directory::open(mount.path, Directory::Trust::guarded, any)
+                                                  .child(userFolder(), Directory::Trust::common, Missing::leave);
          std::optional<Directory> data =
             user ? user->child(folder_, Directory::Trust::hidden, Missing::leave) : std::nullopt;
          if (data) {

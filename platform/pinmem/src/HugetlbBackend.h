@@ -18,8 +18,9 @@ namespace pinmem_lib {
 /// Pages of 2 MiB come first; where no run of neighbours is long enough, an arena is made of pages of 1 GiB.
 class HugetlbBackend final : public Backend {
 public:
-   /// @param folder  of the domain, below `<mount>/pinmem-<uid>/`; unique on the machine
-   HugetlbBackend(std::string folder, HugetlbRoots roots, NodeWish wish);
+   /// @param folder   of the domain, below `<mount>/pinmem-<uid>/`; unique on the machine
+   /// @param sharing  the domain's
+   HugetlbBackend(std::string folder, HugetlbRoots roots, NodeWish wish, Sharing const& sharing = {});
 
    std::uint64_t unit() const override { return pageSize; }
 
@@ -45,6 +46,8 @@ public:
    static constexpr std::uint64_t giantPageSize = 1U << 30;
 
 private:
+   /// The folder of the domain's user on a mount.
+   std::string userFolder() const;
    std::optional<HugetlbMount> mountOf(std::uint64_t size) const;
    /// The domain's folder on the mount of that page size.
    /// @throws Refusal  when there is no such mount or folder
@@ -64,6 +67,8 @@ private:
    HugetlbRoots roots_;
    PageMap pageMap_;
    NodeWish wish_;
+   Sharing sharing_;
+   Directory::Missing missing_; ///< what becomes of folders that are not there
    std::optional<RegionFiles> files_;
    std::optional<RegionFiles> giantFiles_;
 };

@@ -27,13 +27,18 @@ Index::Index(FileDescriptor file, std::string path)
    : file_(std::move(file)), path_(std::move(path)), what_("index '" + path_ + "'"), identity_(file_.number())
 {}
 
-Index Index::open(Directory const& place)
+Index Index::open(Directory const& place, Use use)
 {
    std::string const path = printable(place.path()) + "/" + fileName;
-   FileDescriptor file = place.file(fileName, O_RDWR);
+   bool const isForChange = use == Use::change;
+   FileDescriptor file = place.file(fileName, isForChange ? O_RDWR : O_RDONLY | O_NONBLOCK);
    if (!file.isOpen()) {
       refuse(
-         "index '", path, "' cannot be opened: ", systemText(errno), "; make it readable and writable for this user");
+         "index '", path, "' cannot be opened: ", systemText(errno), "; make it readable ",
+         isForChange ? "and writable for this user" : "for this user, by PINMEM_GROUP where its domain is used");
+   }
+   if (isForChange) {
+      place.letGroupRead(file, fileName);
    }
    Index index(std::move(file), path);
    index.header_ = index.headerOfFile();
@@ -51,6 +56,7 @@ Index Index::create(Directory const& place, std::string const& bootId)
    Index index(std::move(file), path);
    index.header_ = IndexHeader::make(bootId);
    index.writeBytes(&index.header_, sizeof(index.header_), 0);
+   place.letGroupRead(index.file_, fileNameUnfinished);
    if (systemCalls.renameat(place.number(), fileNameUnfinished, place.number(), fileName) != 0) {
       refuse("index '", index.path_, "' cannot be put in place: ", systemText(errno));
    }
@@ -73,9 +79,12 @@ bool Index::isThere(Directory const& place)
 IndexHeader Index::headerOfFile() const
 {
    IndexHeader header = {};
-   if (systemCalls.pread(file_.number(), &header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header))) {
-      refuse("index '", path_, "' is damaged: it is too short for its header", cure);
-   }
+   int attempts = 20; // more than one, since a process that looks without the lock may meet it half-written
+   do {
+      if (systemCalls.pread(file_.number(), &header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header))) {
+         refuse("index '", path_, "' is damaged: it is too short for its header", cure);
+      }
+   } while (--attempts > 0 && header.checksum != header.expectedChecksum());
    if (header.magic != IndexHeader::expectedMagic) {
       refuse("index '", path_, "' is damaged: it does not start like an index", cure);
    }

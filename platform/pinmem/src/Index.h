@@ -18,11 +18,16 @@ namespace pinmem_lib {
 /// Threads, processes: the caller holds the domain's lock during every call.
 class Index {
 public:
+   enum class Use {
+      change, ///< lets the group read it, if the domain is shared
+      look    ///< needs the right to read it only, and no lock; `write` and `clear` are refused
+   };
+
    /// Opens the index of a domain.
    ///
    /// @throws Refusal  when it is not there, cannot be opened, or its header is damaged or of another version;
    ///                  the file is left as it is
-   static Index open(Directory const& place);
+   static Index open(Directory const& place, Use use = Use::change);
 
    /// Makes an empty one where there is none; it appears whole or not at all.
    static Index create(Directory const& place, std::string const& bootId);

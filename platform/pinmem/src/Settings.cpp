@@ -1,8 +1,12 @@
 #include "src/Settings.h"
 #include "src/BlockFlags.h"
 #include "src/Refusal.h"
+#include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstdlib>
+#include <grp.h>
+#include <vector>
 
 namespace pinmem_lib {
 
@@ -20,6 +24,9 @@ Settings Settings::fromEnvironment()
    }
    if (char const* const node = ::secure_getenv("PINMEM_NODE"); node != nullptr) {
       settings.node = node;
+   }
+   if (char const* const group = ::secure_getenv("PINMEM_GROUP"); group != nullptr) {
+      settings.group = group;
    }
    return settings;
 }
@@ -54,6 +61,32 @@ NodeWish nodeOf(Settings const& settings)
          "' is not known; use the number of a NUMA node, such as 0, or 0! for that node and no other");
    }
    return *wish;
+}
+
+std::optional<gid_t> groupOf(Settings const& settings)
+{
+   std::string const& text = settings.group;
+   if (text.empty()) {
+      return std::nullopt;
+   }
+   gid_t number = 0;
+   auto const [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+   constexpr auto none = static_cast<gid_t>(-1); // means "as it is" when a file is given to it
+   if (error == std::errc() && rest == text.data() + text.size() && number != none) {
+      return number;
+   }
+   group entry = {};
+   group* found = nullptr;
+   std::vector<char> texts(1U << 10); // of the group and its members
+   while (::getgrnam_r(text.c_str(), &entry, texts.data(), texts.size(), &found) == ERANGE) {
+      texts.resize(texts.size() * 2);
+   }
+   if (found == nullptr) {
+      refuse(
+         "PINMEM_GROUP='", printable(text),
+         "' is not a group of this machine; use one that 'getent group' shows, or its number, or unset it");
+   }
+   return found->gr_gid;
 }
 
 void checkBackendOf(Settings const& settings, std::uint32_t flags)

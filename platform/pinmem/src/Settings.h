@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 
 namespace pinmem_lib {
 
@@ -13,6 +14,7 @@ struct Settings {
    std::optional<std::string> directory; ///< PINMEM_DIR: the folder that holds the domain's; none: the usual places
    std::string backend = "auto";         ///< PINMEM_BACKEND
    std::string node;                     ///< PINMEM_NODE: `n` or `n!`; empty: any node
+   std::string group;                    ///< PINMEM_GROUP: name or number of a group that may look; empty: none
 
    /// Reads the variables, unchecked. A program that gained privilege when it was started sees the defaults.
    static Settings fromEnvironment();
@@ -24,6 +26,10 @@ void checkPlaceOf(Settings const& settings);
 /// The NUMA node that new memory is to come from.
 /// @throws Refusal  when PINMEM_NODE is neither `n` nor `n!`
 NodeWish nodeOf(Settings const& settings);
+
+/// The group whose members may look at the domain.
+/// @throws Refusal  when the machine does not know it
+std::optional<gid_t> groupOf(Settings const& settings);
 
 /// Refuses a request that the chosen backend cannot serve. Ordinary memory is the same with every backend.
 ///

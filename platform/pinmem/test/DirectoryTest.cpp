@@ -1,11 +1,14 @@
 #include "src/Directory.h"
+#include "src/SystemCalls.h"
 #include "test/support/RefusalOf.h"
 #include "test/support/TemporaryDirectory.h"
 #include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace pinmem_lib;
 using namespace pinmem_test;
@@ -14,11 +17,22 @@ using Missing = Directory::Missing;
 
 namespace {
 
-mode_t modeOf(std::string const& path)
+struct stat statusOf(std::string const& path)
 {
    struct stat status = {};
    EXPECT_EQ(::lstat(path.c_str(), &status), 0);
-   return status.st_mode & 07777;
+   return status;
+}
+
+mode_t modeOf(std::string const& path)
+{
+   return statusOf(path).st_mode & 07777;
+}
+
+/// For the group that every process may give its files to.
+Sharing shared()
+{
+   return {.group = ::getegid()};
 }
 
 /// Another user's folder can only be made by root.
@@ -219,4 +233,123 @@ TEST(Directory, entriesAreListedEachTime)
       std::sort(names.begin(), names.end());
       EXPECT_EQ(names, (std::vector<std::string>{"a", "b"}));
    }
+}
+
+TEST(Directory, aChildOfASharedDomainIsOpenToItsGroup)
+{
+   TemporaryDirectory const place;
+   Directory const sut = Directory::open(place.path(), Trust::guarded, shared());
+   mode_t const mask = ::umask(077);
+
+   std::optional<Directory> const child = sut.child("a", Trust::hidden, Missing::create);
+   ::umask(mask);
+
+   ASSERT_TRUE(child);
+   EXPECT_EQ(modeOf(place / "a"), mode_t{0750});
+   EXPECT_EQ(statusOf(place / "a").st_gid, ::getegid());
+   EXPECT_EQ(modeOf(place.path()), mode_t{0700}) << "that one is not ours";
+   child->child("b", Trust::hidden, Missing::create);
+   EXPECT_EQ(modeOf(place / "a/b"), mode_t{0750});
+}
+
+TEST(Directory, aChildThatWasClosedIsOpenedWhenTheDomainIsShared)
+{
+   TemporaryDirectory const place;
+   Directory::open(place.path(), Trust::guarded).child("a", Trust::hidden, Missing::create);
+   EXPECT_EQ(modeOf(place / "a"), mode_t{0700});
+
+   for (int round = 0; round < 2; ++round) {
+      Directory::open(place.path(), Trust::guarded, shared()).child("a", Trust::hidden, Missing::create);
+      EXPECT_EQ(modeOf(place / "a"), mode_t{0750});
+   }
+}
+
+TEST(Directory, aHiddenOneThatAGroupMayReadIsRefusedUnlessThatIsMeant)
+{
+   TemporaryDirectory const place;
+   std::string const path = place / "a";
+   Directory::open(place.path(), Trust::guarded, shared()).child("a", Trust::hidden, Missing::create);
+   std::string const group = std::to_string(::getegid());
+   Sharing any;
+   any.isAnyGroupGood = true;
+
+   EXPECT_EQ(
+      refusalOf([&] { Directory::open(path, Trust::hidden); }),
+      "directory '" + path + "' is open to group " + group + "; set PINMEM_GROUP=" + group +
+         " if that is meant, else run: chmod 0700 '" + path + "'");
+   EXPECT_EQ(refusalOf([&] { Directory::open(path, Trust::common); }), "");
+   EXPECT_EQ(refusalOf([&] { Directory::open(path, Trust::hidden, any); }), "");
+   EXPECT_EQ(refusalOf([&] { Directory::open(path, Trust::hidden, shared()); }), "");
+}
+
+TEST(Directory, aSharedOneThatOthersMayReadOrItsGroupMayWriteIsRefused)
+{
+   TemporaryDirectory const place;
+   std::string const path = place / "a";
+   std::filesystem::create_directory(path);
+   Sharing any;
+   any.isAnyGroupGood = true;
+
+   for (mode_t const mode : {0710U, 0740U, 0751U, 0754U, 0755U, 0760U, 0770U, 0777U, 0705U}) {
+      ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+      EXPECT_EQ(
+         refusalOf([&] { Directory::open(path, Trust::hidden, shared()); }),
+         "directory '" + path + "' is open to other users; run: chmod 0750 '" + path + "'");
+      std::string const text = "directory '" + path + "' is open to other users; run: chmod 0700 '" + path + "'";
+      EXPECT_EQ(refusalOf([&] { Directory::open(path, Trust::hidden, any); }), text);
+      EXPECT_EQ(refusalOf([&] { Directory::open(path, Trust::common); }), text);
+   }
+}
+
+TEST(Directory, aChildThatIsOpenToAnotherGroupIsRefused)
+{
+   TemporaryDirectory const place;
+   std::string const path = place / "a";
+   Directory::open(place.path(), Trust::guarded, shared()).child("a", Trust::hidden, Missing::create);
+   gid_t const other = ::getegid() + 1;
+   Directory const sut = Directory::open(place.path(), Trust::guarded, Sharing{.group = other});
+
+   for (Trust const trust : {Trust::guarded, Trust::common, Trust::hidden}) {
+      EXPECT_EQ(
+         refusalOf([&] { sut.child("a", trust, Missing::create); }),
+         "directory '" + path + "' is open to group " + std::to_string(::getegid()) + ", not to group " +
+            std::to_string(other) + "; run: chgrp " + std::to_string(other) + " '" + path +
+            "', or use another place with PINMEM_DIR");
+   }
+   ASSERT_EQ(::chmod(path.c_str(), 0755), 0);
+   EXPECT_EQ(refusalOf([&] { sut.child("a", Trust::guarded, Missing::create); }), "");
+   EXPECT_EQ(modeOf(path), mode_t{0755});
+}
+
+TEST(Directory, aGroupThatItsUserCannotGiveToIsRefusedAndNobodyIsLetIn)
+{
+   TemporaryDirectory const place;
+   Directory const sut = Directory::open(place.path(), Trust::guarded, shared());
+   SystemCalls const calls = systemCalls;
+   systemCalls.fchown = [](int, uid_t, gid_t) {
+      errno = EPERM;
+      return -1;
+   };
+
+   std::string const text = refusalOf([&] { sut.child("a", Trust::hidden, Missing::create); });
+   systemCalls = calls;
+
+   EXPECT_EQ(
+      text, "directory '" + place.path() + "/a' cannot be given to group " + std::to_string(::getegid()) +
+               ": Operation not permitted; make user " + std::to_string(::geteuid()) +
+               " a member of it, or unset PINMEM_GROUP");
+   EXPECT_EQ(modeOf(place / "a"), mode_t{0700});
+}
+
+TEST(Directory, aFileIsGivenToTheGroupForReading)
+{
+   TemporaryDirectory const place;
+   Directory const sut = Directory::open(place.path(), Trust::guarded, shared());
+   FileDescriptor const file = sut.file("a", O_RDWR | O_CREAT);
+   EXPECT_EQ(modeOf(place / "a"), mode_t{0600});
+
+   Directory::open(place.path(), Trust::guarded).letGroupRead(file, "a");
+   EXPECT_EQ(modeOf(place / "a"), mode_t{0600});
+   sut.letGroupRead(file, "a");
+   EXPECT_EQ(modeOf(place / "a"), mode_t{0640});
 }

@@ -3,14 +3,12 @@
 #include "src/SystemCalls.h"
 #include "test/support/FailingCalls.h"
 #include "test/support/HugePageFixture.h"
+#include "test/support/OrdinaryUser.h"
 #include "test/support/RefusalOf.h"
 #include <algorithm>
 #include <cstring>
-#include <linux/capability.h>
 #include <numeric>
 #include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
 using namespace pinmem_lib;
@@ -88,48 +86,6 @@ protected:
          }
       }
       return deleted;
-   }
-
-   enum class Privilege { never, dropped, kept };
-
-   /// Runs `action` in a child process of an ordinary user; its result, or what went wrong.
-   static std::string asOrdinaryUser(Privilege privilege, std::function<std::string()> const& action)
-   {
-      int ends[2] = {-1, -1};
-      EXPECT_EQ(::pipe(ends), 0);
-      pid_t const child = ::fork();
-      if (child == 0) {
-         std::string text = "no privilege to give up";
-         ::prctl(PR_SET_KEEPCAPS, privilege == Privilege::kept ? 1 : 0);
-         if (::setresuid(65534, 65534, 65534) == 0 && (privilege != Privilege::kept || raiseAdmin())) {
-            ::prctl(PR_SET_DUMPABLE, privilege == Privilege::dropped ? 0 : 1);
-            try {
-               text = action();
-            } catch (std::exception const& error) {
-               text = error.what();
-            }
-         }
-         [[maybe_unused]] ssize_t const ignored = ::write(ends[1], text.data(), text.size());
-         ::_exit(0);
-      }
-      ::close(ends[1]);
-      std::string text;
-      char buffer[4096];
-      for (ssize_t count = 0; (count = ::read(ends[0], buffer, sizeof(buffer))) > 0;) {
-         text.append(buffer, static_cast<std::size_t>(count));
-      }
-      ::close(ends[0]);
-      ::waitpid(child, nullptr, 0);
-      return text;
-   }
-
-   /// Makes the capability to see physical addresses count again, which a change of the user switches off.
-   static bool raiseAdmin()
-   {
-      __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-      __user_cap_data_struct data[2] = {};
-      data[0].effective = data[0].permitted = 1U << CAP_SYS_ADMIN;
-      return ::syscall(SYS_capset, &header, data) == 0;
    }
 
    void letOrdinaryUsersIn() const

@@ -1,10 +1,9 @@
 #include "src/PageMap.h"
 #include "src/SystemCalls.h"
-#include "test/support/TemporaryDirectory.h"
+#include "test/support/OrdinaryUser.h"
 #include <cstring>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace pinmem_lib;
@@ -14,19 +13,12 @@ namespace {
 
 constexpr char usual[] = "/proc/self/pagemap";
 
-/// What a process of another user sees, who has no privilege; a started program never had it, a forked one dropped it.
-PageMap::Sight sightOfOtherUser()
+/// What a process of an ordinary user sees.
+PageMap::Sight sightOfOrdinaryUser(Privilege privilege)
 {
-   pid_t const child = ::fork();
-   if (child == 0) {
-      if (::setresuid(65534, 65534, 65534) != 0) {
-         ::_exit(99);
-      }
-      ::_exit(static_cast<int>(PageMap(usual).sight()));
-   }
-   int status = 0;
-   ::waitpid(child, &status, 0);
-   return static_cast<PageMap::Sight>(WEXITSTATUS(status));
+   std::string const text =
+      asOrdinaryUser(privilege, [] { return std::to_string(static_cast<int>(PageMap(usual).sight())); });
+   return static_cast<PageMap::Sight>(std::stoi(text));
 }
 
 } // namespace
@@ -53,12 +45,13 @@ TEST(PageMap, aProcessWithPrivilegeSeesWhereItsPagesAre)
    ::munmap(memory, 4 * pageSize);
 }
 
-TEST(PageMap, aProcessThatDroppedItsPrivilegeSeesNothing)
+TEST(PageMap, aProcessThatDroppedItsPrivilegeIsToldFromOneThatNeverHadIt)
 {
    if (::geteuid() != 0) {
       GTEST_SKIP() << "only root has privilege to drop";
    }
-   EXPECT_EQ(sightOfOtherUser(), PageMap::Sight::closed);
+   EXPECT_EQ(sightOfOrdinaryUser(Privilege::dropped), PageMap::Sight::closed);
+   EXPECT_EQ(sightOfOrdinaryUser(Privilege::never), PageMap::Sight::hidden);
 }
 
 TEST(PageMap, aMissingOrEmptyMapIsClosed)

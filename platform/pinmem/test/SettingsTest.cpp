@@ -1,6 +1,7 @@
 #include "src/Settings.h"
 #include "src/BlockFlags.h"
 #include "test/support/RefusalOf.h"
+#include <grp.h>
 #include <gtest/gtest.h>
 
 using namespace pinmem_lib;
@@ -101,4 +102,31 @@ TEST(Settings, theNodeIsAnyUnlessOneIsNamed)
    EXPECT_EQ(
       refusalOf([&] { nodeOf(settings); }),
       "PINMEM_NODE='near' is not known; use the number of a NUMA node, such as 0, or 0! for that node and no other");
+}
+
+TEST(Settings, aGroupIsANameOrANumberOrNone)
+{
+   Settings settings;
+   EXPECT_EQ(groupOf(settings), std::nullopt);
+   settings.group = "12345";
+   EXPECT_EQ(groupOf(settings), gid_t{12345});
+   group const* const known = ::getgrgid(0);
+   if (known == nullptr) {
+      GTEST_SKIP() << "this machine has no name for group 0";
+   }
+   settings.group = known->gr_name;
+   EXPECT_EQ(groupOf(settings), gid_t{0});
+}
+
+TEST(Settings, aGroupThatTheMachineDoesNotKnowIsRefused)
+{
+   for (std::string const text : {"no-such-group", "-1", "4294967296", "4294967295", "12a"}) {
+      Settings settings;
+      settings.group = text;
+
+      EXPECT_EQ(
+         refusalOf([&] { groupOf(settings); }),
+         "PINMEM_GROUP='" + text +
+            "' is not a group of this machine; use one that 'getent group' shows, or its number, or unset it");
+   }
 }

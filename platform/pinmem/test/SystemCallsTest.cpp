@@ -135,6 +135,14 @@ TEST_F(SystemCallsTest, aDomainIsMadeOrNotWhicheverCallFails)
    failEachCall([] {}, [this] { open()->allocate("new", 100, "", 0); });
 }
 
+TEST_F(SystemCallsTest, aSharedDomainIsMadeOrNotWhicheverCallFails)
+{
+   kept_ = "";
+   group_ = std::to_string(::getegid());
+
+   failEachCall([] {}, [this] { open()->allocate("new", 100, "", 0); });
+}
+
 TEST(SystemCallsOfSources, noSourceCallsTheSystemPastTheTable)
 {
    std::regex const past("(^|[^A-Za-z_:])::(open|close|stat|lstat|fstat|mkdir|rmdir|unlink|rename|link|symlink|ch|fch|"

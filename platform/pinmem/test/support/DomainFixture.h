@@ -18,6 +18,7 @@ protected:
       pinmem_lib::Settings settings;
       settings.directory = temporary_.path();
       settings.domain = name;
+      settings.group = group_;
       return pinmem_lib::Domain::open(settings);
    }
 
@@ -25,6 +26,9 @@ protected:
    {
       return reinterpret_cast<char*>(static_cast<std::uintptr_t>(domain.map(name)));
    }
+
+   /// PINMEM_GROUP.
+   std::string group_;
 
    std::string const control_ = temporary_ / "default";
    std::string const index_ = control_ + "/index";
