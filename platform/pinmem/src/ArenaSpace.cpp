@@ -29,12 +29,18 @@ std::uint64_t ArenaSpace::capacityFor(std::uint64_t size)
 
 std::optional<std::uint64_t> ArenaSpace::find(std::uint64_t capacity) const
 {
+   if (capacity > largest_) {
+      return std::nullopt;
+   }
+   std::uint64_t largest = 0;
    for (auto const& [offset, size] : free_) {
       std::uint64_t const place = placeFrom(offset, capacity);
       if (capacity <= size && place - offset <= size - capacity) {
          return place;
       }
+      largest = std::max(largest, size);
    }
+   largest_ = largest;
    return std::nullopt;
 }
 
@@ -70,9 +76,11 @@ void ArenaSpace::giveBack(std::uint64_t offset, std::uint64_t capacity)
    auto const next = free_.lower_bound(offset);
    if (next != free_.begin() && std::prev(next)->first + std::prev(next)->second == offset) {
       std::prev(next)->second += capacity;
+      largest_ = std::max(largest_, std::prev(next)->second);
       return;
    }
    free_[offset] = capacity;
+   largest_ = std::max(largest_, capacity);
 }
 
 } // namespace pinmem_lib

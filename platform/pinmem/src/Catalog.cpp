@@ -9,11 +9,14 @@ void Catalog::forget()
    arenas_.clear();
    unsettled_.clear();
    contradictions_.clear();
+   mapped_.clear();
    entries_.remove_if([](Entry const& entry) { return !entry.isHeld && entry.address == nullptr; });
-   for (Entry& entry : entries_) {
-      entry.isRecorded = false;
-      if (!entry.name.empty()) {
-         byName_.emplace(entry.name, &entry);
+   for (Position entry = entries_.begin(); entry != entries_.end(); ++entry) {
+      entry->isRecorded = false;
+      if (entry->name.empty()) {
+         mapped_.emplace(entry->block.slot, entry);
+      } else {
+         byName_.emplace(entry->name, entry);
       }
    }
 }
@@ -27,19 +30,21 @@ void Catalog::add(Record const& record)
       return;
    }
    if (record.isArena()) {
-      auto const known = std::find_if(entries_.begin(), entries_.end(), [&](Entry const& other) {
+      auto const [first, last] = mapped_.equal_range(block.slot);
+      auto const known = std::find_if(first, last, [&](auto const& other) {
          // The slot of a freed arena may be another one's now.
-         return other.name.empty() && other.block.slot == block.slot && other.block.device == block.device &&
-                other.block.inode == block.inode;
+         return other.second->block.device == block.device && other.second->block.inode == block.inode;
       });
-      entry = known == entries_.end() ? &entries_.emplace_back() : &*known;
+      Position const place = known == last ? entries_.emplace(entries_.end()) : known->second;
+      entry = &*place;
       entry->space = ArenaSpace(block.capacity);
-      arenas_[block.slot] = entry;
+      arenas_[block.slot] = place;
       addressesAreTaken(block);
    } else {
       if (entry == nullptr) {
-         entry = &entries_.emplace_back(Entry{.name = std::string(record.name())});
-         byName_.emplace(entry->name, entry);
+         Position const place = entries_.insert(entries_.end(), Entry{.name = std::string(record.name())});
+         entry = &*place;
+         byName_.emplace(entry->name, place);
       }
       if (block.isPacked()) {
          unsettled_.push_back(entry);
@@ -69,7 +74,7 @@ void Catalog::settle()
 Entry* Catalog::find(std::string_view name)
 {
    auto const found = byName_.find(name);
-   return found == byName_.end() ? nullptr : found->second;
+   return found == byName_.end() ? nullptr : &*found->second;
 }
 
 Entry* Catalog::regionOf(Entry& block)
@@ -83,19 +88,19 @@ Entry* Catalog::regionOf(Entry& block)
 Entry* Catalog::arena(std::uint32_t slot)
 {
    auto const found = arenas_.find(slot);
-   return found == arenas_.end() ? nullptr : found->second;
+   return found == arenas_.end() ? nullptr : &*found->second;
 }
 
 Entry& Catalog::insert(std::string_view name, Block const& block)
 {
-   Entry& entry = entries_.emplace_back(Entry{.name = std::string(name), .block = block});
+   Position const place = entries_.insert(entries_.end(), Entry{.name = std::string(name), .block = block});
    if (name.empty()) {
-      entry.space = ArenaSpace(block.capacity);
-      arenas_[block.slot] = &entry;
+      place->space = ArenaSpace(block.capacity);
+      arenas_[block.slot] = place;
    } else {
-      byName_.emplace(entry.name, &entry);
+      byName_.emplace(place->name, place);
    }
-   return entry;
+   return *place;
 }
 
 void Catalog::remove(Entry& block)
@@ -103,12 +108,17 @@ void Catalog::remove(Entry& block)
    if (Entry* const region = regionOf(block); block.block.isPacked() && region != nullptr) {
       region->space.giveBack(block.block.offset, block.block.capacity);
    }
+   Position place;
    if (block.name.empty()) {
-      arenas_.erase(block.block.slot);
+      auto const found = arenas_.find(block.block.slot);
+      place = found->second;
+      arenas_.erase(found);
    } else {
-      byName_.erase(block.name);
+      auto const found = byName_.find(block.name);
+      place = found->second;
+      byName_.erase(found);
    }
-   entries_.remove_if([&](Entry const& entry) { return &entry == &block; });
+   entries_.erase(place);
 }
 
 std::optional<Catalog::Place> Catalog::placeFor(Block const& like, std::function<bool(Entry&)> const& isUsable)
@@ -120,7 +130,7 @@ std::optional<Catalog::Place> Catalog::placeFor(Block const& like, std::function
       }
       std::optional<std::uint64_t> const offset = arena->space.find(like.capacity);
       if (offset && isUsable(*arena)) {
-         return Place{arena, *offset};
+         return Place{&*arena, *offset};
       }
    }
    return std::nullopt;
@@ -138,7 +148,7 @@ std::vector<Entry*> Catalog::emptyArenas()
    std::vector<Entry*> empty;
    for (auto const& [slot, arena] : arenas_) {
       if (arena->space.isAllFree()) {
-         empty.push_back(arena);
+         empty.push_back(&*arena);
       }
    }
    return empty;

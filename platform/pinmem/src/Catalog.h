@@ -85,9 +85,12 @@ public:
    std::vector<Entry*> emptyArenas();
 
 private:
+   using Position = std::list<Entry>::iterator;
+
    std::list<Entry> entries_;
-   std::unordered_map<std::string_view, Entry*> byName_; ///< keys are the names in `entries_`
-   std::map<std::uint32_t, Entry*> arenas_;              ///< by slot
+   std::unordered_map<std::string_view, Position> byName_; ///< keys are the names in `entries_`
+   std::map<std::uint32_t, Position> arenas_;              ///< by slot
+   std::multimap<std::uint32_t, Position> mapped_;         ///< arenas that `forget` has kept, by slot
    std::vector<Entry*> unsettled_;
    std::set<std::uint32_t> contradictions_;
    std::uint64_t addressBusNext_ = addressBusFirst;

@@ -106,17 +106,30 @@ TEST(ArenaSpace, whatIsGivenBackJoinsItsNeighbours)
    }
 }
 
-TEST(ArenaSpace, neverGivesAUnitTwiceInAnyOrderOfCalls)
+TEST(ArenaSpace, alwaysGivesTheLowestPlaceThereIsAndNeverAUnitTwice)
 {
+   constexpr std::uint64_t size = 64 * 1024;
    std::mt19937 random(7);
-   ArenaSpace sut(64 * 1024);
+   ArenaSpace sut(size);
    std::set<std::uint64_t> taken;
+   auto const lowestPlace = [&](std::uint64_t capacity) -> std::optional<std::uint64_t> {
+      for (std::uint64_t offset = 0; offset + capacity <= size; offset += 64) {
+         auto const next = taken.lower_bound(offset);
+         bool const isFree = next == taken.end() || *next >= offset + capacity;
+         bool const isCrossing = capacity <= 4096 && offset / 4096 != (offset + capacity - 1) / 4096;
+         if (isFree && !isCrossing && (capacity % 4096 != 0 || offset % 4096 == 0)) {
+            return offset;
+         }
+      }
+      return std::nullopt;
+   };
    std::map<std::uint64_t, std::uint64_t> blocks;
    for (int step = 0; step < 5000; ++step) {
       std::uint64_t const capacity = ArenaSpace::capacityFor(random() % 6000);
-      if (std::optional<std::uint64_t> const offset = sut.find(capacity); offset && random() % 2 == 0) {
+      std::optional<std::uint64_t> const offset = sut.find(capacity);
+      ASSERT_EQ(offset, lowestPlace(capacity));
+      if (offset && random() % 3 != 0) {
          ASSERT_TRUE(sut.take(*offset, capacity));
-         ASSERT_TRUE(capacity > 4096 || *offset / 4096 == (*offset + capacity - 1) / 4096);
          for (std::uint64_t unit = *offset; unit < *offset + capacity; unit += 64) {
             ASSERT_TRUE(taken.insert(unit).second) << unit;
          }
