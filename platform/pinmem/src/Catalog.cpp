@@ -11,12 +11,12 @@ void Catalog::forget()
    contradictions_.clear();
    mapped_.clear();
    entries_.remove_if([](Entry const& entry) { return !entry.isHeld && entry.address == nullptr; });
-   for (Position entry = entries_.begin(); entry != entries_.end(); ++entry) {
-      entry->isRecorded = false;
-      if (entry->name.empty()) {
-         mapped_.emplace(entry->block.slot, entry);
+   for (Entry& entry : entries_) {
+      entry.isRecorded = false;
+      if (entry.name.empty()) {
+         mapped_.emplace(entry.block.slot, &entry);
       } else {
-         byName_.emplace(entry->name, entry);
+         byName_.insert(entry);
       }
    }
 }
@@ -35,16 +35,14 @@ void Catalog::add(Record const& record)
          // The slot of a freed arena may be another one's now.
          return other.second->block.device == block.device && other.second->block.inode == block.inode;
       });
-      Position const place = known == last ? entries_.emplace(entries_.end()) : known->second;
-      entry = &*place;
+      entry = known == last ? &keep(Entry()) : known->second;
       entry->space = ArenaSpace(block.capacity);
-      arenas_[block.slot] = place;
+      arenas_[block.slot] = entry;
       addressesAreTaken(block);
    } else {
       if (entry == nullptr) {
-         Position const place = entries_.insert(entries_.end(), Entry{.name = std::string(record.name())});
-         entry = &*place;
-         byName_.emplace(entry->name, place);
+         entry = &keep(Entry{.name = std::string(record.name())});
+         byName_.insert(*entry);
       }
       if (block.isPacked()) {
          unsettled_.push_back(entry);
@@ -73,8 +71,7 @@ void Catalog::settle()
 
 Entry* Catalog::find(std::string_view name)
 {
-   auto const found = byName_.find(name);
-   return found == byName_.end() ? nullptr : &*found->second;
+   return byName_.find(name);
 }
 
 Entry* Catalog::regionOf(Entry& block)
@@ -88,19 +85,26 @@ Entry* Catalog::regionOf(Entry& block)
 Entry* Catalog::arena(std::uint32_t slot)
 {
    auto const found = arenas_.find(slot);
-   return found == arenas_.end() ? nullptr : &*found->second;
+   return found == arenas_.end() ? nullptr : found->second;
+}
+
+Entry& Catalog::keep(Entry entry)
+{
+   auto const place = entries_.insert(entries_.end(), std::move(entry));
+   place->place = place;
+   return *place;
 }
 
 Entry& Catalog::insert(std::string_view name, Block const& block)
 {
-   Position const place = entries_.insert(entries_.end(), Entry{.name = std::string(name), .block = block});
+   Entry& entry = keep(Entry{.name = std::string(name), .block = block});
    if (name.empty()) {
-      place->space = ArenaSpace(block.capacity);
-      arenas_[block.slot] = place;
+      entry.space = ArenaSpace(block.capacity);
+      arenas_[block.slot] = &entry;
    } else {
-      byName_.emplace(place->name, place);
+      byName_.insert(entry);
    }
-   return *place;
+   return entry;
 }
 
 void Catalog::remove(Entry& block)
@@ -108,17 +112,12 @@ void Catalog::remove(Entry& block)
    if (Entry* const region = regionOf(block); block.block.isPacked() && region != nullptr) {
       region->space.giveBack(block.block.offset, block.block.capacity);
    }
-   Position place;
    if (block.name.empty()) {
-      auto const found = arenas_.find(block.block.slot);
-      place = found->second;
-      arenas_.erase(found);
+      arenas_.erase(block.block.slot);
    } else {
-      auto const found = byName_.find(block.name);
-      place = found->second;
-      byName_.erase(found);
+      byName_.erase(block);
    }
-   entries_.erase(place);
+   entries_.erase(block.place);
 }
 
 std::optional<Catalog::Place> Catalog::placeFor(Block const& like, std::function<bool(Entry&)> const& isUsable)
@@ -130,7 +129,7 @@ std::optional<Catalog::Place> Catalog::placeFor(Block const& like, std::function
       }
       std::optional<std::uint64_t> const offset = arena->space.find(like.capacity);
       if (offset && isUsable(*arena)) {
-         return Place{&*arena, *offset};
+         return Place{arena, *offset};
       }
    }
    return std::nullopt;
@@ -148,7 +147,7 @@ std::vector<Entry*> Catalog::emptyArenas()
    std::vector<Entry*> empty;
    for (auto const& [slot, arena] : arenas_) {
       if (arena->space.isAllFree()) {
-         empty.push_back(&*arena);
+         empty.push_back(arena);
       }
    }
    return empty;

@@ -2,6 +2,7 @@
 
 #include "src/ArenaSpace.h"
 #include "src/Backend.h"
+#include "src/NameTable.h"
 #include "src/Record.h"
 #include <cstdint>
 #include <functional>
@@ -11,21 +12,21 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace pinmem_lib {
 
 /// What one process knows of a block or an arena, and what it has done with it.
 struct Entry {
-   std::string name; ///< empty: an arena
-   Block block = {};
-   bool isRecorded = true;           ///< the index has it; false between `forget` and `add`
-   bool isDma = false;               ///< this process may use the block as DMA memory
-   bool isHeld = false;              ///< this process is counted in as a user of the block
-   void* address = nullptr;          ///< a region's: where it is mapped; null: it is not
-   std::uint64_t mapCount = 0;       ///< a block's: how many `map` have no `unmap` yet
-   ArenaSpace space = ArenaSpace(0); ///< an arena's
+   std::string name;                      ///< empty: an arena
+   bool isRecorded = true;                ///< the index has it; false between `forget` and `add`
+   bool isDma = false;                    ///< this process may use the block as DMA memory
+   bool isHeld = false;                   ///< this process is counted in as a user of the block
+   void* address = nullptr;               ///< a region's: where it is mapped; null: it is not
+   std::uint64_t mapCount = 0;            ///< a block's: how many `map` have no `unmap` yet
+   Block block = {};                      ///< behind what every call reads: it is long
+   ArenaSpace space = ArenaSpace(0);      ///< an arena's
+   std::list<Entry>::iterator place = {}; ///< where the catalog keeps it
 };
 
 /// A process's picture of its domain's index: blocks by name, arenas and what is free in them, and the first simulated
@@ -85,12 +86,13 @@ public:
    std::vector<Entry*> emptyArenas();
 
 private:
-   using Position = std::list<Entry>::iterator;
+   /// Takes in an entry for good.
+   Entry& keep(Entry entry);
 
    std::list<Entry> entries_;
-   std::unordered_map<std::string_view, Position> byName_; ///< keys are the names in `entries_`
-   std::map<std::uint32_t, Position> arenas_;              ///< by slot
-   std::multimap<std::uint32_t, Position> mapped_;         ///< arenas that `forget` has kept, by slot
+   NameTable byName_;
+   std::map<std::uint32_t, Entry*> arenas_;      ///< by slot
+   std::multimap<std::uint32_t, Entry*> mapped_; ///< arenas that `forget` has kept, by slot
    std::vector<Entry*> unsettled_;
    std::set<std::uint32_t> contradictions_;
    std::uint64_t addressBusNext_ = addressBusFirst;

@@ -36,6 +36,12 @@ Index openIndex(DomainPlace const& place, HugetlbRoots const& roots, std::string
    return Index::create(place.control, boot);
 }
 
+/// Where the block is mapped with its region.
+std::uint64_t addressIn(Entry const& region, Entry const& block)
+{
+   return reinterpret_cast<std::uintptr_t>(region.address) + block.block.offset;
+}
+
 } // namespace
 
 std::unique_ptr<Domain> Domain::open(Settings const& settings, Roots const& roots, Directory::Missing missing)
@@ -156,7 +162,8 @@ std::uint64_t Domain::map(std::string_view name)
 {
    std::lock_guard const guard(mutex_);
    Entry* block = findHeld(name);
-   if (block == nullptr || !tryAttach(*block)) {
+   Entry* region = block == nullptr ? nullptr : tryAttach(*block);
+   if (region == nullptr) {
       DomainLock const held = lock();
       block = confirmOwn(name);
       if (block == nullptr) {
@@ -166,9 +173,10 @@ std::uint64_t Domain::map(std::string_view name)
          refuse("the memory of this block is gone; allocate it again");
       }
       use(*block);
+      region = catalog_.regionOf(*block);
    }
    ++block->mapCount;
-   return addressOf(*block);
+   return addressIn(*region, *block);
 }
 
 void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
@@ -178,7 +186,7 @@ void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
    if (block == nullptr || block->mapCount == 0) {
       refuse("this block is not mapped in this process; each pinmem_map wants one pinmem_unmap");
    }
-   std::uint64_t const address = addressOf(*block);
+   std::uint64_t const address = addressIn(*catalog_.regionOf(*block), *block);
    if (address != addressVirtual) {
       refuse(
          "this block is mapped at ", reinterpret_cast<void*>(address), ", not at ",
@@ -188,11 +196,6 @@ void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
       systemCalls.munmap(block->address, block->block.capacity);
       block->address = nullptr;
    }
-}
-
-std::uint64_t Domain::addressOf(Entry& block)
-{
-   return reinterpret_cast<std::uintptr_t>(catalog_.regionOf(block)->address) + block.block.offset;
 }
 
 Domain::Freed Domain::free(std::string_view name)
@@ -397,23 +400,20 @@ void Domain::checkConflict(Block const& block, std::uint32_t size, std::uint32_t
    backends_.checkUse(block, flags);
 }
 
-bool Domain::tryAttach(Entry& block)
+Entry* Domain::tryAttach(Entry& block)
 {
    Entry* const region = catalog_.regionOf(block);
-   if (region == nullptr) {
-      return false;
-   }
-   if (region->address != nullptr) {
-      return true;
+   if (region == nullptr || region->address != nullptr) {
+      return region;
    }
    if (region->block.backend != static_cast<std::uint32_t>(BackendKind::shm)) {
-      return false; // its bus address may be another one now, which wants the lock
+      return nullptr; // its bus address may be another one now, which wants the lock
    }
    try {
       maker_.attach(*region);
-      return true;
+      return region;
    } catch (Refusal const&) {
-      return false;
+      return nullptr;
    }
 }
 

@@ -86,11 +86,10 @@ private:
 
    /// The block, if this process holds it already.
    Entry* findHeld(std::string_view name);
-   /// Maps the region of a block that this process holds; false: the index must tell.
-   bool tryAttach(Entry& block);
+   /// Maps the region of a block that this process holds and returns it; null: the index must tell.
+   Entry* tryAttach(Entry& block);
    void checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const;
 
-   std::uint64_t addressOf(Entry& block);
    /// What is wrong with a region's memory; "" for nothing.
    std::string faultOf(Block const& region);
    std::vector<Record> allRecords();
