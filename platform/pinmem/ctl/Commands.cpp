@@ -1,23 +1,40 @@
 #include "ctl/Commands.h"
+#include "ctl/BlockList.h"
 #include "ctl/Report.h"
 #include "src/BlockFlags.h"
 #include "src/DomainRemoval.h"
 #include "src/Refusal.h"
 #include <algorithm>
-#include <fstream>
+#include <cerrno>
 #include <iostream>
-#include <sstream>
+#include <map>
+#include <set>
 
 namespace pinmem_lib::Commands {
 
 namespace {
 
-/// The domain, if it is there; complains if not.
-std::unique_ptr<Domain> openOrComplain(Settings const& settings, Directory::Missing missing = Directory::Missing::leave)
+/// Says why the domain cannot be opened: it is not there, or not all of it.
+void complainNoDomain(Settings const& settings)
 {
-   std::unique_ptr<Domain> domain = Domain::open(settings, {}, missing);
+   std::optional<DomainPlace> const place =
+      DomainPlace::open(settings, {}, Directory::Missing::leave, Directory::Missing::leave);
+   if (place && !place->data.entries().empty()) {
+      complain(
+         settings, join(
+                      "'", printable(place->data.path()), "' holds blocks, but '", printable(place->control.path()),
+                      "' lacks the file 'lock' or 'index'; put it back, or run: pinmemctl remove-domain"));
+      return;
+   }
+   complain(settings, "there is no such domain; it is made by the first process that allocates a block");
+}
+
+/// The domain, if it is there; complains if not.
+std::unique_ptr<Domain> openOrComplain(Settings const& settings)
+{
+   std::unique_ptr<Domain> domain = Domain::open(settings, {}, Directory::Missing::leave);
    if (domain == nullptr) {
-      complain(settings, "there is no such domain; it is made by the first process that allocates a block");
+      complainNoDomain(settings);
    }
    return domain;
 }
@@ -38,56 +55,60 @@ std::vector<Listed> listedOf(Domain& domain)
    return listed;
 }
 
-Exit complainNoBlock(Settings const& settings, std::string const& name)
+/// Says which records cannot be read, and what that means for the command.
+Exit complainDamaged(Settings const& settings, Domain& domain, char const* consequence)
 {
-   complain(settings, "there is no block '" + printable(name) + "'");
+   for (std::uint32_t const slot : domain.damaged()) {
+      complain(settings, join("record ", slot, " is damaged", consequence));
+   }
+   return domain.damaged().empty() ? Exit::done : Exit::refused;
+}
+
+Exit complainNoBlock(Settings const& settings, Domain& domain, std::string const& name)
+{
+   complain(settings, join("there is no block '", printable(name), "'; see: pinmemctl list"));
+   complainDamaged(settings, domain, " and may be this block's; run: pinmemctl check");
    return Exit::notThere;
 }
 
-Exit flushed(Exit status)
+Exit flushed(Settings const& settings, Exit status)
 {
-   return std::cout.flush() ? status : Exit::refused;
+   if (std::cout.flush()) {
+      return status;
+   }
+   complain(settings, join("the answer cannot be written: ", systemText(errno), "; see where standard output goes"));
+   return Exit::refused;
 }
 
-/// One line of a file for `prealloc`.
-struct Wanted {
-   std::string name;
-   std::uint32_t size;
-   std::uint32_t flags;
-   std::string owner;
-};
-
-std::vector<Wanted> wantedIn(std::string const& path)
+/// The generations of the domain's blocks by their names.
+std::map<std::string, std::uint32_t> generationsOf(Domain& domain)
 {
-   std::ifstream file(path);
-   if (!file) {
-      refuse("'", printable(path), "' cannot be read");
+   std::map<std::string, std::uint32_t> generations;
+   for (Record const& record : domain.records()) {
+      generations[std::string(record.name())] = record.block.generation;
    }
-   std::vector<Wanted> wanted;
-   int number = 0;
-   for (std::string line; std::getline(file, line);) {
-      ++number;
-      std::istringstream words(line.substr(0, line.find('#')));
-      Wanted block = {};
-      if (!(words >> block.name)) {
-         continue;
-      }
-      std::uint64_t size = 0;
-      std::string rest;
-      bool const isGood = words >> size >> block.flags && size <= 0xffffffff && block.name.size() <= Record::textMax &&
-                          (block.flags == BlockFlags::dmaFrugal || block.flags == BlockFlags::dmaRoomy ||
-                           block.flags == BlockFlags::ordinary);
-      words >> block.owner;
-      if (!isGood || words >> rest) {
-         refuse(
-            "line ", number, " of '", printable(path),
-            "' is not '<name> <size> <flags> [<owner>]', with flags 0, 1 or "
-            "4; nothing was made");
-      }
-      block.size = static_cast<std::uint32_t>(size);
-      wanted.push_back(block);
+   return generations;
+}
+
+/// Says that no device can reach blocks that were meant for one.
+void complainSimulated(Settings const& settings, Domain& domain, std::vector<ListedWish> const& wishes)
+{
+   std::set<std::string> wanted;
+   for (ListedWish const& wish : wishes) {
+      wanted.insert(wish.flags == BlockFlags::ordinary ? "" : wish.name);
    }
-   return wanted;
+   std::vector<Record> const records = domain.records();
+   auto const count = std::count_if(records.begin(), records.end(), [&](Record const& record) {
+      return record.block.backend == static_cast<std::uint32_t>(BackendKind::shm) &&
+             wanted.count(std::string(record.name())) != 0;
+   });
+   if (count != 0 && settings.backend == "auto") {
+      complain(
+         settings,
+         join(
+            count, " of the blocks have simulated bus addresses, which no device can reach; PINMEM_BACKEND=shm "
+                   "says that this is meant, 'pinmemctl doctor' why it is so"));
+   }
 }
 
 } // namespace
@@ -105,10 +126,7 @@ Exit list(Settings const& settings, bool isJson)
    }
    std::vector<Listed> const blocks = listedOf(*domain);
    isJson ? writeJson(std::cout, domain->path(), blocks) : writeTable(std::cout, blocks);
-   for (std::uint32_t const slot : domain->damaged()) {
-      complain(settings, "record " + std::to_string(slot) + " is damaged and left out of the list");
-   }
-   return flushed(domain->damaged().empty() ? Exit::done : Exit::refused);
+   return flushed(settings, complainDamaged(settings, *domain, " and left out of the list; run: pinmemctl check"));
 }
 
 Exit show(Settings const& settings, std::string const& name, bool isJson)
@@ -121,10 +139,10 @@ Exit show(Settings const& settings, std::string const& name, bool isJson)
    auto const found =
       std::find_if(blocks.begin(), blocks.end(), [&](Listed const& block) { return block.record.name() == name; });
    if (found == blocks.end()) {
-      return complainNoBlock(settings, name);
+      return complainNoBlock(settings, *domain, name);
    }
    isJson ? writeBlockJson(std::cout, *found) : writeBlock(std::cout, *found);
-   return flushed(Exit::done);
+   return flushed(settings, Exit::done);
 }
 
 Exit check(Settings const& settings)
@@ -139,7 +157,7 @@ Exit check(Settings const& settings)
    }
    std::cout << domain->records().size() << " blocks and " << domain->arenas().size() << " arenas looked at, "
              << faults.size() << " faults\n";
-   return flushed(faults.empty() ? Exit::done : Exit::refused);
+   return flushed(settings, faults.empty() ? Exit::done : Exit::refused);
 }
 
 Exit free(Settings const& settings, std::string const& name)
@@ -150,7 +168,7 @@ Exit free(Settings const& settings, std::string const& name)
    }
    switch (domain->free(name)) {
    case Domain::Freed::notThere:
-      return complainNoBlock(settings, name);
+      return complainNoBlock(settings, *domain, name);
    case Domain::Freed::inUse:
       complain(settings, "a process is using the block '" + printable(name) + "'; end it first");
       return Exit::inUse;
@@ -169,22 +187,41 @@ Exit gc(Settings const& settings)
    Collected const collected = domain->collect();
    std::cout << "removed " << collected.files << " files without a record, " << collected.bytes << " bytes, and "
              << collected.arenas << " empty arenas\n";
-   return flushed(Exit::done);
+   return flushed(
+      settings, complainDamaged(settings, *domain, ", so that what may be its memory stays; run: pinmemctl check"));
 }
 
 Exit prealloc(Settings const& settings, std::string const& path)
 {
-   std::vector<Wanted> const wanted = wantedIn(path);
-   std::unique_ptr<Domain> const domain = openOrComplain(settings, Directory::Missing::create);
-   for (Wanted const& block : wanted) {
-      try {
-         checkBackendOf(settings, block.flags);
-         domain->allocate(block.name, block.size, block.owner, block.flags);
-      } catch (Refusal const& refusal) {
-         refuse("'", printable(block.name), "': ", refusal.what());
-      }
+   std::vector<ListedWish> const wishes = readBlockList(path);
+   for (ListedWish const& wish : wishes) {
+      checkBackendOf(settings, wish.flags);
    }
-   return Exit::done;
+   std::unique_ptr<Domain> const domain = Domain::open(settings);
+   std::map<std::string, std::uint32_t> const before = generationsOf(*domain);
+   std::size_t done = 0;
+   std::string obstacle;
+   try {
+      for (ListedWish const& wish : wishes) {
+         domain->allocate(wish.name, wish.size, wish.owner, wish.flags);
+         ++done;
+      }
+   } catch (Refusal const& refusal) {
+      ListedWish const& wish = wishes[done];
+      obstacle =
+         join("line ", wish.line, " of '", printable(path), "', block '", printable(wish.name), "': ", refusal.what());
+   }
+   std::map<std::string, std::uint32_t> const after = generationsOf(*domain);
+   auto const fresh = std::count_if(after.begin(), after.end(), [&](auto const& block) {
+      auto const known = before.find(block.first);
+      return known == before.end() || known->second != block.second;
+   });
+   std::cout << done << " of " << wishes.size() << " blocks are there, " << fresh << " of them new\n";
+   complainSimulated(settings, *domain, wishes);
+   if (!obstacle.empty()) {
+      complain(settings, obstacle);
+   }
+   return flushed(settings, obstacle.empty() ? Exit::done : Exit::refused);
 }
 
 Exit removeDomain(Settings const& settings)
@@ -204,11 +241,20 @@ Exit removeDomain(Settings const& settings)
 
 Exit doctor(Settings const& settings, bool isJson)
 {
-   std::unique_ptr<Domain> const domain = Domain::open(settings, {}, Directory::Missing::leave);
-   std::vector<Backends::Finding> const findings =
-      domain != nullptr ? domain->findings() : Backends::findingsWithoutDomain();
-   isJson ? writeFindingsJson(std::cout, findings) : writeFindings(std::cout, findings);
-   return flushed(Exit::done);
+   checkBackendOf(settings, BlockFlags::ordinary); // `iommu` is answered below
+   std::unique_ptr<Domain> domain;
+   Exit status = Exit::done;
+   try {
+      domain = Domain::open(settings, {}, Directory::Missing::leave);
+   } catch (Refusal const& refusal) {
+      complain(settings, refusal.what());
+      status = Exit::refused;
+   }
+   Diagnosis const diagnosis = {
+      settings.backend, domain != nullptr ? domain->findings()
+                                          : Backends::findingsWithoutDomain(settings.directory.value_or("/dev/shm"))};
+   isJson ? writeDiagnosisJson(std::cout, diagnosis) : writeDiagnosis(std::cout, diagnosis);
+   return flushed(settings, diagnosis.taken().empty() ? Exit::refused : status);
 }
 
 } // namespace pinmem_lib::Commands

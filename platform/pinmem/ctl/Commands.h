@@ -18,10 +18,13 @@ Exit check(Settings const& settings);
 Exit free(Settings const& settings, std::string const& name);
 Exit gc(Settings const& settings);
 
-/// @param path  a file with one block a line, `<name> <size> <flags> [<owner>]`; `#` starts a comment
+/// Stops at the first block that is refused; says how many blocks of the file are there then.
+/// @param path  a file for readBlockList
 Exit prealloc(Settings const& settings, std::string const& path);
 
 Exit removeDomain(Settings const& settings);
+
+/// `refused` when a process with this environment would get no DMA memory.
 Exit doctor(Settings const& settings, bool isJson);
 
 /// Writes one line to standard error that names the domain.

@@ -73,6 +73,7 @@ nlohmann::ordered_json jsonOf(Listed const& listed)
 void writeTable(std::ostream& stream, std::vector<Listed> const& blocks)
 {
    constexpr std::size_t columns = 8;
+   constexpr std::size_t alignedMax = 32;
    using Row = std::array<std::string, columns>;
    constexpr std::array<bool, columns> isNumber = {false, false, true, false, false, false, true, true};
    std::vector<Row> rows = {{"NAME", "OWNER", "SIZE", "BUS ADDRESS", "MEMORY", "BACKEND", "NODE", "USERS"}};
@@ -86,12 +87,12 @@ void writeTable(std::ostream& stream, std::vector<Listed> const& blocks)
    std::array<std::size_t, columns> widths = {};
    for (Row const& row : rows) {
       for (std::size_t column = 0; column < columns; ++column) {
-         widths[column] = std::max(widths[column], row[column].size());
+         widths[column] = std::max(widths[column], std::min(row[column].size(), alignedMax));
       }
    }
    for (Row const& row : rows) {
       for (std::size_t column = 0; column < columns; ++column) {
-         std::string const padding(widths[column] - row[column].size(), ' ');
+         std::string const padding(widths[column] - std::min(row[column].size(), widths[column]), ' ');
          stream << (isNumber[column] ? padding + row[column] : row[column] + padding)
                 << (column + 1 == columns ? "\n" : "  ");
       }
@@ -125,24 +126,39 @@ void writeBlockJson(std::ostream& stream, Listed const& block)
    stream << jsonOf(block).dump(2) << '\n';
 }
 
-void writeFindings(std::ostream& stream, std::vector<Backends::Finding> const& findings)
+std::string Diagnosis::taken() const
 {
-   bool isTaken = false;
-   for (auto const& [backend, obstacle] : findings) {
-      stream << backend
-             << (obstacle.empty() ? isTaken ? ": can be used" : ": can be used, and is what auto takes" : ": ")
-             << obstacle << '\n';
-      isTaken = isTaken || obstacle.empty();
-   }
+   auto const found = std::find_if(findings.begin(), findings.end(), [&](Backends::Finding const& finding) {
+      return finding.obstacles.empty() && (backend == "auto" || backend == finding.backend);
+   });
+   return found == findings.end() ? "" : found->backend;
 }
 
-void writeFindingsJson(std::ostream& stream, std::vector<Backends::Finding> const& findings)
+void writeDiagnosis(std::ostream& stream, Diagnosis const& diagnosis)
+{
+   for (auto const& [backend, obstacles] : diagnosis.findings) {
+      for (std::string const& obstacle : obstacles) {
+         stream << backend << ": " << obstacle << '\n';
+      }
+      if (obstacles.empty()) {
+         stream << backend << ": can be used\n";
+      }
+   }
+   std::string const taken = diagnosis.taken();
+   stream << "PINMEM_BACKEND=" << diagnosis.backend << ": new DMA memory "
+          << (taken.empty() ? "is refused" : "is had from " + taken)
+          << (taken == "shm" ? ", with simulated bus addresses that no device can reach\n" : "\n");
+}
+
+void writeDiagnosisJson(std::ostream& stream, Diagnosis const& diagnosis)
 {
    nlohmann::ordered_json array = nlohmann::ordered_json::array();
-   for (auto const& [backend, obstacle] : findings) {
-      array.push_back({{"backend", backend}, {"isUsable", obstacle.empty()}, {"obstacle", obstacle}});
+   for (auto const& [backend, obstacles] : diagnosis.findings) {
+      array.push_back({{"backend", backend}, {"isUsable", obstacles.empty()}, {"obstacles", obstacles}});
    }
-   stream << nlohmann::ordered_json{{"backends", array}}.dump(2) << '\n';
+   nlohmann::ordered_json const document = {
+      {"backends", array}, {"wanted", diagnosis.backend}, {"taken", diagnosis.taken()}};
+   stream << document.dump(2) << '\n';
 }
 
 } // namespace pinmem_lib

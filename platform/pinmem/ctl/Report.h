@@ -14,7 +14,8 @@ struct Listed {
    std::uint32_t users;
 };
 
-/// Writes the domain's blocks as a table for people. Bytes that are not printable appear as `\xNN`.
+/// Writes the domain's blocks as a table for people. Bytes that are not printable appear as `\xNN`. Nothing is cut: a
+/// text that is very long pushes the rest of its own line to the right, and no other's.
 void writeTable(std::ostream& stream, std::vector<Listed> const& blocks);
 
 /// Writes the domain's blocks as one JSON object for scripts: `{"directory": text, "blocks": [...]}`. Names and owners
@@ -25,8 +26,16 @@ void writeJson(std::ostream& stream, std::string const& directory, std::vector<L
 void writeBlock(std::ostream& stream, Listed const& listed);
 void writeBlockJson(std::ostream& stream, Listed const& block);
 
-/// Writes what `PINMEM_BACKEND=auto` finds and takes.
-void writeFindings(std::ostream& stream, std::vector<Backends::Finding> const& findings);
-void writeFindingsJson(std::ostream& stream, std::vector<Backends::Finding> const& findings);
+/// What `doctor` has found out.
+struct Diagnosis {
+   std::string backend; ///< what PINMEM_BACKEND says
+   std::vector<Backends::Finding> findings;
+
+   /// The backend that a new block of DMA memory gets with that setting; "" when it is refused.
+   std::string taken() const;
+};
+
+void writeDiagnosis(std::ostream& stream, Diagnosis const& diagnosis);
+void writeDiagnosisJson(std::ostream& stream, Diagnosis const& diagnosis);
 
 } // namespace pinmem_lib

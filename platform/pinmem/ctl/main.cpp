@@ -6,8 +6,11 @@ namespace {
 
 using namespace pinmem_lib;
 
-constexpr char footer[] = "Exit status: 0 done; 1 refused, the reason is on standard error; 2 wrong usage; "
-                          "3 there is no such domain or block; 4 the domain or block is in use.\n";
+constexpr char footer[] =
+   "Environment: PINMEM_DOMAIN and PINMEM_DIR, as above; PINMEM_BACKEND, auto, hugetlb or shm, and PINMEM_NODE,\n"
+   "n or n!, for memory that prealloc makes.\n"
+   "Exit status: 0 done; 1 refused, or faults were found; 2 wrong usage; 3 there is no such domain or block;\n"
+   "4 the domain or block is in use. Reasons are on standard error. A name that begins with '-' follows '--'.";
 
 } // namespace
 
@@ -18,9 +21,12 @@ int main(int argumentCount, char** arguments)
    std::string name;
    std::string path;
    Exit status = Exit::done;
-   CLI::App app("Looks after the memory that pinmem keeps between processes.");
+   CLI::App app("Looks after the memory that pinmem keeps between processes.", "pinmemctl");
    app.footer(footer);
    app.set_version_flag("--version", "pinmemctl " PINMEM_VERSION);
+   app.failure_message([](CLI::App const*, CLI::Error const& error) {
+      return "pinmemctl: " + printable(error.what()) + "; run: pinmemctl --help\n";
+   });
    app.require_subcommand(1);
    app.fallthrough();
    app.add_option("--domain", settings.domain, "The domain; else PINMEM_DOMAIN, else 'default'");
@@ -47,12 +53,12 @@ int main(int argumentCount, char** arguments)
    add(
       "prealloc", "Make the blocks that a file names, so that agents need no privilege",
       [&] { return Commands::prealloc(settings, path); })
-      ->add_option("file", path, "On each line <name> <size> <flags> [<owner>]")
+      ->add_option("file", path, "On each line <name> <size>[K|M|G] <flags> [<owner>]")
       ->required();
    add("remove-domain", "Remove the domain with all its blocks; refused while a process uses it", [&] {
       return Commands::removeDomain(settings);
    });
-   addJson(add("doctor", "Say which backend PINMEM_BACKEND=auto takes here, and why", [&] {
+   addJson(add("doctor", "Say which backend new DMA memory gets here, and why; status 1 if none", [&] {
       return Commands::doctor(settings, isJson);
    }));
    try {
@@ -61,6 +67,9 @@ int main(int argumentCount, char** arguments)
       return app.exit(error) == 0 ? Exit::done : Exit::wrongUsage;
    } catch (Refusal const& refusal) {
       Commands::complain(settings, refusal.what());
+      return Exit::refused;
+   } catch (std::exception const& error) {
+      Commands::complain(settings, join("this process cannot go on: ", error.what(), "; give it more memory"));
       return Exit::refused;
    }
    return status;

@@ -1,8 +1,18 @@
 #include "src/Backends.h"
 #include "src/BlockFlags.h"
 #include "src/Refusal.h"
+#include "src/SystemCalls.h"
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace pinmem_lib {
+
+namespace {
+
+constexpr char noIommu[] = "it is not part of this build";
+
+} // namespace
 
 Backends::Backends(Settings const& settings, Directory data, std::string folder, HugetlbRoots const& roots)
    : settings_(settings),
@@ -53,15 +63,25 @@ void Backends::checkUse(Block const& block, std::uint32_t flags) const
 
 std::vector<Backends::Finding> Backends::findings(bool isHugetlbInUse) const
 {
-   return {{"iommu", "it is not part of this build"}, {"hugetlb", hugetlb_.obstacle(isHugetlbInUse)}, {"shm", ""}};
+   return {{"iommu", {noIommu}}, {"hugetlb", hugetlb_.obstacles(isHugetlbInUse)}, {"shm", {}}};
 }
 
-std::vector<Backends::Finding> Backends::findingsWithoutDomain(HugetlbRoots const& roots)
+std::vector<Backends::Finding> Backends::findingsWithoutDomain(std::string const& memory, HugetlbRoots const& roots)
 {
-   return {
-      {"iommu", "it is not part of this build"},
-      {"hugetlb", HugetlbBackend("", roots, {}).obstacle(false)},
-      {"shm", ""}};
+   std::vector<Finding> findings = {
+      {"iommu", {noIommu}}, {"hugetlb", HugetlbBackend("", roots, {}).obstacles(false)}, {"shm", {}}};
+   std::string const own = memory + "/pinmem-" + std::to_string(::geteuid());
+   if (
+      systemCalls.faccessat(AT_FDCWD, own.c_str(), W_OK | X_OK, AT_EACCESS) != 0 &&
+      systemCalls.faccessat(AT_FDCWD, memory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+      // Every backend keeps its index and its ordinary memory there.
+      for (Finding& finding : findings) {
+         finding.obstacles.push_back(join(
+            "no domain can be made in '", printable(memory), "': ", systemText(errno),
+            "; make it writable for this user, or name another place with PINMEM_DIR"));
+      }
+   }
+   return findings;
 }
 
 } // namespace pinmem_lib

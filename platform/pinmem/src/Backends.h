@@ -34,14 +34,15 @@ public:
    /// What was found out about one backend.
    struct Finding {
       std::string backend;
-      std::string obstacle; ///< why it cannot be used; "" when it can
+      std::vector<std::string> obstacles; ///< why it cannot be used; none when it can
    };
 
-   /// What `auto` looks at, in that order; it takes the first without an obstacle.
+   /// What `auto` looks at, in that order; it takes the first without obstacles.
    std::vector<Finding> findings(bool isHugetlbInUse) const;
 
    /// The same where there is no domain yet.
-   static std::vector<Finding> findingsWithoutDomain(HugetlbRoots const& roots = {});
+   /// @param memory  the folder in which its folder would be made
+   static std::vector<Finding> findingsWithoutDomain(std::string const& memory, HugetlbRoots const& roots = {});
 
    HugetlbBackend& hugetlb() { return hugetlb_; }
 

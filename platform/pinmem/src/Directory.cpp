@@ -50,7 +50,7 @@ void Directory::check(Trust trust) const
    if (!isOurs) {
       refuse(
          what, " belongs to user ", status.st_uid, ", not to user ", sharing_.user,
-         "; remove it or use another with PINMEM_DIR");
+         "; run this as user ", status.st_uid, ", or use another place with PINMEM_DIR");
    }
    mode_t const others = status.st_mode & 077;
    if (trust == Trust::guarded) {

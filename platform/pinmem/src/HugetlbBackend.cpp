@@ -293,7 +293,36 @@ void HugetlbBackend::refuseShortage(std::uint64_t size, std::uint32_t have, std:
       " are free; enlarge the pool, or run: pinmemctl gc");
 }
 
+std::vector<std::string> HugetlbBackend::obstacles(bool isInUse) const
+{
+   std::vector<std::string> found;
+   if (std::string text = mountObstacle(); !text.empty()) {
+      found.push_back(std::move(text));
+   }
+   if (std::string const group = translatingIommuGroup(roots_.kernel); !group.empty()) {
+      found.push_back(join(
+         "an IOMMU translates for the devices of group ", group,
+         ", which fault when they are given physical addresses; boot with iommu=pt, or without the IOMMU"));
+   }
+   if (isInUse) {
+      return found;
+   }
+   if (HugePagePool const pool = HugePagePool::read(roots_.kernel, pageSize); pool.available() == 0) {
+      found.push_back(pool.shortage());
+   }
+   if (PageMap::Sight const sight = pageMap_.sight(); sight != PageMap::Sight::seen) {
+      found.emplace_back(PageMap::describe(sight));
+   }
+   return found;
+}
+
 std::string HugetlbBackend::obstacle(bool isInUse) const
+{
+   std::vector<std::string> const found = obstacles(isInUse);
+   return found.empty() ? "" : found.front();
+}
+
+std::string HugetlbBackend::mountObstacle() const
 {
    std::optional<HugetlbMount> const mount = mountOf(pageSize);
    if (!mount) {
@@ -306,19 +335,7 @@ std::string HugetlbBackend::obstacle(bool isInUse) const
       return "hugetlbfs '" + printable(mount->path) + "' is not writable for this user; run: mkdir -m 0700 '" +
              printable(own) + "' && chown " + std::to_string(::geteuid()) + " '" + printable(own) + "'";
    }
-   if (std::string const group = translatingIommuGroup(roots_.kernel); !group.empty()) {
-      return "an IOMMU translates for the devices of group " + group +
-             ", which fault when they are given physical addresses; boot with iommu=pt, or without the IOMMU";
-   }
-   if (isInUse) {
-      return "";
-   }
-   HugePagePool const pool = HugePagePool::read(roots_.kernel, pageSize);
-   if (pool.available() == 0) {
-      return pool.shortage();
-   }
-   PageMap::Sight const sight = pageMap_.sight();
-   return sight == PageMap::Sight::seen ? "" : PageMap::describe(sight);
+   return "";
 }
 
 std::vector<RegionFiles> HugetlbBackend::folders() const

@@ -31,9 +31,12 @@ public:
    void provide(Block const& arena, void* address, std::uint64_t offset, std::uint64_t size) override;
    void destroy(Block const& region) override;
 
-   /// Why no block can be made here, with the cure; "" when one can.
+   /// Why no block can be made here, each reason with its cure; none when one can.
    ///
    /// @param isInUse  the domain has such memory already: neither free pages nor privilege are asked for then
+   std::vector<std::string> obstacles(bool isInUse) const;
+
+   /// The first of them; "" when there is none.
    std::string obstacle(bool isInUse) const;
 
    /// The folders with this domain's files that are there already, for looking after them.
@@ -49,6 +52,8 @@ private:
    /// The folder of the domain's user on a mount.
    std::string userFolder() const;
    std::optional<HugetlbMount> mountOf(std::uint64_t size) const;
+   /// Why the mount cannot be used; "" when it can.
+   std::string mountObstacle() const;
    /// The domain's folder on the mount of that page size.
    /// @throws Refusal  when there is no such mount or folder
    RegionFiles& filesOf(std::uint64_t size, Directory::Missing missing);

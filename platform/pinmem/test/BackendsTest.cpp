@@ -61,9 +61,41 @@ TEST(Backends, autoTakesTheFirstWithoutAnObstacle)
    EXPECT_EQ(sut.kindFor(BlockFlags::dmaRoomy, no), BackendKind::shm);
    std::vector<Backends::Finding> const findings = sut.findings(false);
    ASSERT_EQ(findings.size(), 3U);
-   EXPECT_EQ(findings[0].backend + ": " + findings[0].obstacle, "iommu: it is not part of this build");
-   EXPECT_EQ(findings[1].backend + ": " + findings[1].obstacle, std::string("hugetlb: ") + noMount);
-   EXPECT_EQ(findings[2].backend + ": " + findings[2].obstacle, "shm: ");
+   EXPECT_EQ(findings[0].backend, "iommu");
+   EXPECT_EQ(findings[0].obstacles, std::vector<std::string>{"it is not part of this build"});
+   EXPECT_EQ(findings[1].backend, "hugetlb");
+   EXPECT_EQ(findings[1].obstacles.at(0), noMount);
+   EXPECT_EQ(findings[2].backend, "shm");
+   EXPECT_TRUE(findings[2].obstacles.empty());
+}
+
+TEST(Backends, everythingThatStandsInTheWayIsFoundAtOnce)
+{
+   TemporaryDirectory const place;
+   std::filesystem::create_directories(place / "iommu_groups/4");
+   std::ofstream(place / "iommu_groups/4/type") << "DMA";
+   HugetlbRoots const roots = {.mountInfo = "/dev/null", .pageMap = "/nowhere", .kernel = place.path()};
+
+   std::vector<Backends::Finding> const sut = Backends::findingsWithoutDomain(place.path(), roots);
+
+   std::vector<std::string> const& obstacles = sut[1].obstacles;
+   ASSERT_EQ(obstacles.size(), 4U);
+   EXPECT_EQ(obstacles[0], noMount);
+   EXPECT_EQ(obstacles[1].rfind("an IOMMU translates for the devices of group 4", 0), 0U);
+   EXPECT_EQ(obstacles[2].rfind("the pool of 2 MiB pages is empty", 0), 0U);
+   EXPECT_EQ(obstacles[3], PageMap::describe(PageMap::Sight::closed));
+   EXPECT_TRUE(sut[2].obstacles.empty());
+}
+
+TEST(Backends, withoutAPlaceForTheDomainNothingCanBeUsed)
+{
+   std::vector<Backends::Finding> const sut = Backends::findingsWithoutDomain("/no\nwhere", bare);
+
+   constexpr char expected[] = "no domain can be made in '/no\\x0awhere': No such file or directory; make it writable "
+                               "for this user, or name another place with PINMEM_DIR";
+   for (Backends::Finding const& finding : sut) {
+      EXPECT_EQ(finding.obstacles.back(), expected) << finding.backend;
+   }
 }
 
 TEST(Backends, eachBlockIsItsMakersAndAnUnknownMakerIsRefused)
@@ -108,5 +140,5 @@ TEST_F(BackendsOnHugePages, autoTakesHugePagesAndStaysWithIt)
    std::ofstream(mountInfo_) << "";
 
    EXPECT_EQ(sut.kindFor(BlockFlags::dmaFrugal, no), BackendKind::hugetlb);
-   EXPECT_EQ(sut.findings(false)[1].obstacle, noMount);
+   EXPECT_EQ(sut.findings(false)[1].obstacles, std::vector<std::string>{noMount});
 }

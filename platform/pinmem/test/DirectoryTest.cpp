@@ -169,7 +169,7 @@ TEST(Directory, anotherUsersOneIsRefused)
    EXPECT_EQ(
       refusalOf([&] { Directory::open(place.path(), Trust::guarded); }),
       "directory '" + place.path() +
-         "' belongs to user 12345, not to user 0; remove it or use another with PINMEM_DIR");
+         "' belongs to user 12345, not to user 0; run this as user 12345, or use another place with PINMEM_DIR");
    EXPECT_EQ(refusalOf([&] { Directory::open(place.path(), Trust::shared); }), "");
 }
 

@@ -1,40 +1,11 @@
-#include "test/support/Program.h"
-#include "test/support/TemporaryDirectory.h"
-#include <algorithm>
+#include "test/support/PinmemctlFixture.h"
 #include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 
 using namespace pinmem_test;
 
 namespace {
 
-using Arguments = std::vector<std::string>;
-
-class PinmemctlTest : public testing::Test {
-protected:
-   TemporaryDirectory const temporary_;
-   Program::Environment environment_ = {{"PINMEM_DIR", temporary_.path()}, {"PINMEM_BACKEND", "shm"}};
-   std::string output_;
-   std::string errors_;
-
-   int run(char const* path, Arguments arguments)
-   {
-      arguments.insert(arguments.begin(), path);
-      Program program(arguments, environment_);
-      int const status = program.wait();
-      output_ = program.restOfOutput();
-      errors_ = program.errors();
-      return status;
-   }
-
-   int ctl(Arguments const& arguments) { return run(PINMEMCTL, arguments); }
-
-   void makeBlocks()
-   {
-      ASSERT_EQ(run(PINMEM_CHILD, {"alloc", "ring.rx", "5000", "slice-a", "4", "alloc", "b\n\xff", "0", "", "1"}), 0);
-   }
-};
+class PinmemctlTest : public PinmemctlFixture {};
 
 } // namespace
 
@@ -173,11 +144,12 @@ TEST_F(PinmemctlTest, refusesToRemoveADomainInUse)
 TEST_F(PinmemctlTest, reportsDamagedRecordsAndListsTheOthers)
 {
    makeBlocks();
-   std::fstream(temporary_ / "default/index", std::ios::in | std::ios::out | std::ios::binary).seekp(2500).put('x');
+   spoilIndex(2500);
 
    EXPECT_EQ(ctl({"list"}), 1);
 
-   EXPECT_EQ(errors_, "pinmemctl: domain 'default': record 1 is damaged and left out of the list\n");
+   EXPECT_EQ(
+      errors_, "pinmemctl: domain 'default': record 1 is damaged and left out of the list; run: pinmemctl check\n");
    EXPECT_NE(output_.find("b\\x0a\\xff"), std::string::npos);
 }
 
@@ -193,9 +165,14 @@ TEST_F(PinmemctlTest, reportsARefusal)
 
 TEST_F(PinmemctlTest, wrongUsageIsTold)
 {
-   for (Arguments const& arguments : {Arguments{}, Arguments{"frobnicate"}, Arguments{"list", "--xml"}}) {
+   for (Arguments const& arguments :
+        {Arguments{}, Arguments{"frob\x1b[31m\n"}, Arguments{"list", "--xml"}, Arguments{"show"},
+         Arguments{"free", "-x"}}) {
       EXPECT_EQ(ctl(arguments), 2);
-      EXPECT_NE(errors_.find("--help"), std::string::npos);
+      EXPECT_EQ(errors_.rfind("pinmemctl: ", 0), 0U);
+      EXPECT_EQ(errors_.find('\n'), errors_.size() - 1) << errors_;
+      EXPECT_EQ(errors_.find('\x1b'), std::string::npos);
+      EXPECT_NE(errors_.find("; run: pinmemctl --help\n"), std::string::npos);
    }
 }
 
@@ -254,7 +231,7 @@ TEST_F(PinmemctlTest, showsOneBlock)
    EXPECT_EQ(ctl({"show", "ring.rx", "--json"}), 0);
    EXPECT_NE(output_.find("\"users\": 1"), std::string::npos);
    EXPECT_EQ(ctl({"show", "none"}), 3);
-   EXPECT_EQ(errors_, "pinmemctl: domain 'default': there is no block 'none'\n");
+   EXPECT_EQ(errors_, "pinmemctl: domain 'default': there is no block 'none'; see: pinmemctl list\n");
    EXPECT_EQ(ctl({"show"}), 2);
 }
 
@@ -295,7 +272,7 @@ TEST_F(PinmemctlTest, checksADomain)
    EXPECT_EQ(output_, "2 blocks and 1 arenas looked at, 0 faults\n");
 
    std::filesystem::remove(temporary_ / "default/data/00000000-00000001");
-   std::fstream(temporary_ / "default/index", std::ios::in | std::ios::out | std::ios::binary).seekp(3500).put('x');
+   spoilIndex(3500);
 
    EXPECT_EQ(ctl({"check"}), 1);
    EXPECT_EQ(
@@ -317,29 +294,124 @@ TEST_F(PinmemctlTest, preallocatesBlocksThatAgentsThenFind)
                "ring.tx             64  0x80000001000013c0  dma     shm         -      0\n");
 }
 
-TEST_F(PinmemctlTest, preallocatesNothingFromAFileThatIsWrong)
+TEST_F(PinmemctlTest, preallocSaysHowManyBlocksAreNew)
 {
-   for (std::string const line : {"a", "a x 4", "a 64 2", "a 64 4 b c", "a 4294967296 4", "a 64"}) {
-      std::ofstream(temporary_ / "blocks") << "good 64 0\n" << line << '\n';
+   std::ofstream(temporary_ / "blocks") << "ring.rx 5000 4\nother 1K 1\n";
+   makeBlocks();
 
-      EXPECT_EQ(ctl({"prealloc", temporary_ / "blocks"}), 1);
-      EXPECT_EQ(
-         errors_, "pinmemctl: domain 'default': line 2 of '" + (temporary_ / "blocks") +
-                     "' is not '<name> <size> <flags> [<owner>]', with flags 0, 1 or 4; nothing was made\n");
-   }
-   EXPECT_EQ(ctl({"prealloc", temporary_ / "none"}), 1);
-   EXPECT_EQ(ctl({"list"}), 3);
+   EXPECT_EQ(ctl({"prealloc", temporary_ / "blocks"}), 0);
+   EXPECT_EQ(output_, "2 of 2 blocks are there, 1 of them new\n");
+   EXPECT_EQ(ctl({"prealloc", temporary_ / "blocks"}), 0);
+   EXPECT_EQ(output_, "2 of 2 blocks are there, 0 of them new\n");
+   EXPECT_EQ(errors_, "");
 }
 
-TEST_F(PinmemctlTest, tellsWhichBackendIsTakenAndWhy)
+TEST_F(PinmemctlTest, preallocThatFailsHalfWaySaysWhereAndWhatIsDone)
+{
+   std::ofstream(temporary_ / "blocks") << "a 64 0\nb 64 0\n\na 128 0\nc 64 0\n";
+
+   EXPECT_EQ(ctl({"prealloc", temporary_ / "blocks"}), 1);
+
+   EXPECT_EQ(output_, "2 of 4 blocks are there, 2 of them new\n");
+   EXPECT_EQ(
+      errors_,
+      "pinmemctl: domain 'default': line 4 of '" + (temporary_ / "blocks") +
+         "', block 'a': 128 bytes are asked for, but the block was made with 64 bytes and has room for 64; ask "
+         "for no more, or use another name\n");
+   ctl({"list"});
+   EXPECT_EQ(std::count(output_.begin(), output_.end(), '\n'), 3);
+}
+
+TEST_F(PinmemctlTest, preallocMakesNothingFromAFileThatIsWrongNorForABackendThatIsNotThere)
+{
+   std::ofstream(temporary_ / "blocks") << "good 64 0\na 64 2\n";
+   EXPECT_EQ(ctl({"prealloc", temporary_ / "blocks"}), 1);
+   EXPECT_EQ(
+      errors_,
+      "pinmemctl: domain 'default': line 2 of '" + (temporary_ / "blocks") +
+         "': the flags '2' are not known; write 0 or 4 (DMA memory) or 1 (ordinary memory); nothing was made\n");
+   EXPECT_EQ(output_, "");
+
+   std::ofstream(temporary_ / "blocks") << "good 64 0\n";
+   for (char const* const backend : {"iommu", "floppy"}) {
+      environment_["PINMEM_BACKEND"] = backend;
+      EXPECT_EQ(ctl({"prealloc", temporary_ / "blocks"}), 1);
+   }
+   EXPECT_FALSE(std::filesystem::exists(temporary_ / "default"));
+}
+
+TEST_F(PinmemctlTest, preallocSaysWhenNoDeviceCanReachTheBlocks)
+{
+   environment_["PINMEM_BACKEND"] = "auto";
+   ctl({"doctor"});
+   if (output_.find("PINMEM_BACKEND=auto: new DMA memory is had from shm") == std::string::npos) {
+      GTEST_SKIP() << "there are huge pages here";
+   }
+   std::ofstream(temporary_ / "blocks") << "a 64 0\nb 64 4\nordinary 64 1\n";
+
+   EXPECT_EQ(ctl({"prealloc", temporary_ / "blocks"}), 0);
+
+   EXPECT_EQ(
+      errors_, "pinmemctl: domain 'default': 2 of the blocks have simulated bus addresses, which no device can reach; "
+               "PINMEM_BACKEND=shm says that this is meant, 'pinmemctl doctor' why it is so\n");
+}
+
+TEST_F(PinmemctlTest, aVeryLongNameMovesNoOtherLine)
+{
+   std::string const name(255, 'n');
+   run(PINMEM_CHILD, {"alloc", name, "64", "o", "0", "alloc", "short", "64", "o", "0"});
+
+   EXPECT_EQ(ctl({"list"}), 0);
+
+   std::string const gap(32 - 4, ' ');
+   EXPECT_EQ(
+      output_, "NAME" + gap + "  OWNER  SIZE  BUS ADDRESS         MEMORY  BACKEND  NODE  USERS\n" + name +
+                  "  o        64  0x8000000100000000  dma     shm         -      0\n" + "short" + gap.substr(1) +
+                  "  o        64  0x8000000100000040  dma     shm         -      0\n");
+}
+
+TEST_F(PinmemctlTest, namesThatLookLikeOptionsOrCommandsAreNames)
+{
+   for (std::string const name : {"list", "-x", "--", "--help", "\"'\\"}) {
+      run(PINMEM_CHILD, {"alloc", name, "64", "", "0"});
+
+      EXPECT_EQ(ctl({"show", "--json", "--", name}), 0);
+      EXPECT_EQ(ctl({"free", "--", name}), 0) << name;
+   }
+}
+
+TEST_F(PinmemctlTest, doctorTellsEachBackendAndTheOneThatIsTaken)
 {
    for (int round = 0; round < 2; ++round) {
       EXPECT_EQ(ctl({"doctor"}), 0);
       EXPECT_EQ(output_.rfind("iommu: it is not part of this build\nhugetlb: ", 0), 0U) << output_;
-      EXPECT_NE(output_.find("\nshm: can be used"), std::string::npos);
-      EXPECT_NE(output_.find(", and is what auto takes\n"), std::string::npos);
+      EXPECT_NE(output_.find("\nshm: can be used\n"), std::string::npos);
+      EXPECT_NE(
+         output_.find(
+            "\nPINMEM_BACKEND=shm: new DMA memory is had from shm, with simulated bus addresses that no device "
+            "can reach\n"),
+         std::string::npos);
       EXPECT_EQ(ctl({"doctor", "--json"}), 0);
-      EXPECT_NE(output_.find("\"backend\": \"shm\",\n      \"isUsable\": true"), std::string::npos) << output_;
+      EXPECT_NE(output_.find("\"wanted\": \"shm\",\n  \"taken\": \"shm\"\n"), std::string::npos) << output_;
       makeBlocks();
    }
+}
+
+TEST_F(PinmemctlTest, doctorEndsWithARefusalWhenTheBackendThatIsWantedCannotBeUsed)
+{
+   environment_["PINMEM_BACKEND"] = "iommu";
+   EXPECT_EQ(ctl({"doctor"}), 1);
+   EXPECT_NE(output_.find("\nPINMEM_BACKEND=iommu: new DMA memory is refused\n"), std::string::npos);
+   EXPECT_EQ(errors_, "");
+
+   environment_["PINMEM_BACKEND"] = "floppy";
+   EXPECT_EQ(ctl({"doctor"}), 1);
+   EXPECT_EQ(
+      errors_, "pinmemctl: domain 'default': PINMEM_BACKEND='floppy' is not known; use auto, shm, hugetlb or iommu\n");
+
+   environment_["PINMEM_BACKEND"] = "shm";
+   environment_["PINMEM_DIR"] = "/nowhere";
+   EXPECT_EQ(ctl({"doctor"}), 1);
+   EXPECT_NE(errors_.find("directory '/nowhere' cannot be opened: No such file or directory"), std::string::npos);
+   EXPECT_NE(output_.find("\nPINMEM_BACKEND=shm: new DMA memory is refused\n"), std::string::npos) << output_;
 }
