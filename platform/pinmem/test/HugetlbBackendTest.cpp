@@ -9,6 +9,7 @@
 #include <cstring>
 #include <numeric>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 using namespace pinmem_lib;
@@ -342,6 +343,25 @@ TEST_F(HugetlbBackendTest, memoryIsUsedWithoutPrivilegeOnceItIsMade)
          "bytes" + std::to_string(block->addressBus));
    }
    ::munmap(block, sizeof(Block));
+}
+
+TEST_F(HugetlbBackendTest, theLimitForLockedMemoryDoesNotCount)
+{
+   letOrdinaryUsersIn();
+
+   EXPECT_EQ(
+      asOrdinaryUser(
+         Privilege::kept,
+         [&] {
+            rlimit const none = {0, 0};
+            EXPECT_EQ(::setrlimit(RLIMIT_MEMLOCK, &none), 0);
+            HugetlbBackend sut = backend();
+            Block block = blockOf(page);
+            std::memset(sut.create(block, Backend::Reserve::whole), 'x', page);
+            std::memset(sut.attach(block), 'y', page);
+            return std::string(HasFailure() ? "failed" : "used");
+         }),
+      "used");
 }
 
 TEST_F(HugetlbBackendTest, memoryCannotBeMadeWithoutPrivilegeAndNothingIsLeft)
