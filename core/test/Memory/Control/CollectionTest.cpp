@@ -235,24 +235,24 @@ TEST_F(ControlCollection, destructorLetsAttributesAndGroupsGoBeforeTheSynchroniz
    EXPECT_EQ(store().chunk("a")->useCount(), 2U);
 }
 
-TEST_F(ControlCollection, destructorLetsAttributesGoBeforeGroups)
+TEST_F(ControlCollection, destructorMarksTheCollectionAndLetsAttributesGoBeforeGroups)
 {
-   auto sut = make();
-   join(*sut, 1, 4, sut->groupIs(0, 0, 8), "a");
-   // The attribute has the last reference to its chunk; another of the name makes its end heard.
-   store().chunkDel("a");
-   store().chunkIs("a", 4096, false);
-   auto const* const collection = sut.get();
    ChangeRecorder changes(*store().publisher());
-   changes.thenDo([collection](Orvo::Change const&) {
-      EXPECT_TRUE(collection->isBeingDestroyed());
-      EXPECT_TRUE(collection->attribute().empty());
-      EXPECT_EQ(collection->group().size(), 1U);
-   });
+   {
+      Collection sut(nullptr); // not counted, so that nobody else marks it
+      join(sut, 1, 4, sut.groupIs(0, 0, 8), "a");
+      // The attribute has the last reference to its chunk; another of the name makes its end heard.
+      store().chunkDel("a");
+      store().chunkIs("a", 4096, false);
+      EXPECT_FALSE(sut.isBeingDestroyed());
+      changes.thenDo([&](Orvo::Change const&) {
+         EXPECT_TRUE(sut.isBeingDestroyed());
+         EXPECT_TRUE(sut.attribute().empty());
+         EXPECT_EQ(sut.group().size(), 1U);
+      });
+   }
 
-   sut.reset();
-
-   EXPECT_EQ(changes.changes().size(), 1U);
+   EXPECT_THAT(changes.changes(), testing::SizeIs(4));
 }
 
 TEST_F(ControlCollection, comesFromTheSlabAndIsTrackedWithItsNodes)

@@ -8,6 +8,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <memory>
+#include <utility>
+
 namespace {
 
 using Quorvel::Core::Memory::Entity::Manager;
@@ -89,6 +93,7 @@ TEST_F(EntityManager, emptyNameIsANameLikeAnyOther)
    auto const empty = managerFactory("");
 
    EXPECT_EQ(empty->directory()->fullName(), "//zumem");
+   EXPECT_EQ(Manager::instantiate(""), Manager::instantiate(""));
 }
 
 TEST_F(EntityManager, initializeFindsTheDirectoryAgain)
@@ -122,6 +127,24 @@ TEST_F(EntityManager, destructorLeavesWhatItMounted)
 
    EXPECT_EQ(entity->fullName(), "/m/zumem/a");
    EXPECT_EQ(managerFactory("m")->entify("a"), entity);
+}
+
+TEST_F(EntityManager, marksItselfAsBeingDestroyedBeforeItLetsItsDirectoryGo)
+{
+   bool isMarked = false;
+   {
+      Manager other("other"); // not counted, so that nobody else marks it
+      other.mount(describeMount("a", "r"));
+      // The mount goes with the directory, and its live collection's synchronizer with it.
+      std::shared_ptr<void> guard(nullptr, [&](void*) { isMarked = other.isBeingDestroyed(); });
+      Orvo::dynamicCast<TestMount>(other.entify("a"))
+         ->ring->synchronizerIs([guard = std::move(guard)](std::uint32_t /*index*/) {});
+      Kro::globalDir()->deleteEntity("other");
+      EXPECT_FALSE(other.isBeingDestroyed());
+      EXPECT_FALSE(isMarked);
+   }
+
+   EXPECT_TRUE(isMarked);
 }
 
 TEST_F(EntityManager, isTracked)

@@ -1,6 +1,7 @@
 #include <Quorvel/Core/Memory/Control/Detail/Attribute.h>
 
 #include "AttributeFixture.h"
+#include "support/ChangeRecorder.h"
 #include "support/MessageOf.h"
 
 #include <Kro/Exception.h>
@@ -14,6 +15,7 @@
 
 namespace {
 
+using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::messageOf;
 using testing::ElementsAre;
 
@@ -207,6 +209,26 @@ TEST_F(ControlAttribute, nodesAreTracked)
    EXPECT_EQ(Attribute::memAllocationTracker_.liveCount(), attributes - 1);
    EXPECT_EQ(Attribute::KroGroup::memAllocationTracker_.liveCount(), groups);
    EXPECT_EQ(Attribute::KroChunk::memAllocationTracker_.liveCount(), chunks);
+}
+
+TEST_F(ControlAttribute, destructorMarksTheAttributeAndLetsChunksGoBeforeGroups)
+{
+   ChangeRecorder changes(*store().publisher());
+   {
+      Attribute attribute(1, 16); // not counted, so that nobody else marks it
+      add(attribute, 1, 0, 10);
+      // The attribute has the last reference to its chunk; another of the name makes its end heard.
+      store().chunkDel("chunk 1");
+      store().chunkIs("chunk 1", 4096, false);
+      EXPECT_FALSE(attribute.isBeingDestroyed());
+      changes.thenDo([&](Orvo::Change const&) {
+         EXPECT_TRUE(attribute.isBeingDestroyed());
+         EXPECT_TRUE(attribute.chunk().empty());
+         EXPECT_EQ(attribute.group().size(), 1U);
+      });
+   }
+
+   EXPECT_THAT(changes.changes(), testing::SizeIs(4));
 }
 
 TEST_F(ControlAttribute, destructorUnmapsAChunkThatNobodyElseUses)

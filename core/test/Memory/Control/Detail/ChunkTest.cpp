@@ -229,6 +229,20 @@ TEST_F(ControlChunk, unmapsBeforeTheStoreLetsGoOfItsName)
    EXPECT_THAT(pinmem.takeCalls(), IsEmpty());
 }
 
+TEST_F(ControlChunk, marksItselfAsBeingDestroyedBeforeItActsOnTheStore)
+{
+   store().chunkIs("ring", 64, false); // taken out when the other one of its name goes: that is published
+   bool isMarked = false;
+   ChangeRecorder changes(*store().publisher());
+   {
+      Chunk const sut("ring", 64, false); // not counted, so that nobody else marks it
+      changes.thenDo([&](Orvo::Change const&) { isMarked = sut.isBeingDestroyed(); });
+      EXPECT_FALSE(sut.isBeingDestroyed());
+   }
+
+   EXPECT_TRUE(isMarked);
+}
+
 TEST_F(ControlChunk, initializeAgainAllocatesAndMapsAgain)
 {
    auto const sut = ring();

@@ -149,6 +149,23 @@ TEST_F(ControlStoreChunk, chunkIsPublishesANewChunkOnceWhenItIsThere)
    EXPECT_TRUE(isThere);
 }
 
+TEST_F(ControlStoreChunk, chunkIsGivesItsChunkThoughASubscriberHasTakenItOut)
+{
+   ChangeRecorder changes(*store().publisher());
+   changes.thenDo([&](Orvo::Change const& change) {
+      if (changes.changes().size() == 1) {
+         store().chunkDel(change.key.text());
+      }
+   });
+
+   auto const chunk = store().chunkIs("ring", 64, false);
+
+   EXPECT_EQ(chunk->name(), "ring");
+   EXPECT_EQ(chunk->useCount(), 1U);
+   EXPECT_EQ(store().chunk("ring"), nullptr);
+   EXPECT_THAT(pinmem.stillMapped(), ElementsAre("ring"));
+}
+
 TEST_F(ControlStoreChunk, chunkIsWithoutMemoryLeavesTheStoreAsItWas)
 {
    store().chunkIs("other", 64, false);
@@ -277,6 +294,22 @@ TEST_F(ControlStoreChunk, chunkDelAllTakesTheNextOutWhenTheOneBeforeIsUnmapped)
    store().chunkDelAll();
 
    EXPECT_THAT(mapped, ElementsAre(3, 2, 2, 1, 1, 0));
+}
+
+TEST_F(ControlStoreChunk, marksItselfAsBeingDestroyedBeforeItEmptiesItself)
+{
+   std::vector<bool> marks;
+   ChangeRecorder changes(*store().publisher());
+   {
+      StoreChunk sut("another"); // not counted, so that nobody else marks it
+      sut.publisher()->subscribe(changes);
+      sut.chunkIs("a", 64, false);
+      sut.chunkIs("b", 64, false);
+      changes.thenDo([&](Orvo::Change const&) { marks.push_back(sut.isBeingDestroyed()); });
+      EXPECT_FALSE(sut.isBeingDestroyed());
+   }
+
+   EXPECT_THAT(marks, ElementsAre(true, true));
 }
 
 TEST_F(ControlStoreChunk, keepsNamesApartThatDifferBehindANulThoughTheBlockIsOne)
