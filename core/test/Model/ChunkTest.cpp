@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace {
@@ -27,7 +28,22 @@ using Quorvel::Core::Test::typesOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ModelChunk : public Quorvel::Core::Test::MemoryTest {};
+class ModelChunk : public Quorvel::Core::Test::MemoryTest {
+protected:
+   /// @return where a stored value lies in its object, in bytes from its Orvo::Node
+   static std::ptrdiff_t placeOf(Orvo::Node const& object, int number)
+   {
+      std::byte const* place = nullptr;
+      Kro::fwkType(object).findAttr(number)->show(
+         &object,
+         [](void* context, void const* /*key*/, void const* element) {
+            *static_cast<std::byte const**>(context) = static_cast<std::byte const*>(element);
+            return false;
+         },
+         &place);
+      return place - reinterpret_cast<std::byte const*>(&object);
+   }
+};
 
 TEST_F(ModelChunk, holdsItsThreeTypesInOrder)
 {
@@ -120,6 +136,28 @@ TEST_F(ModelChunk, readsAChunkByNumber)
    EXPECT_EQ(size, 64U);
    EXPECT_TRUE(isIncapableDma);
    EXPECT_FALSE(isTerminated);
+}
+
+TEST_F(ModelChunk, fieldsOfAChunkStandInTheirOrder)
+{
+   auto const chunk = Orvo::make<Chunk>("ring", 64U, false);
+
+   auto const size = placeOf(*chunk, 133);
+   auto const name = placeOf(*chunk, 130);
+   auto const addressBus = placeOf(*chunk, 132);
+
+   EXPECT_LT(size, name);
+   // Between them the virtual address, which reflection does not show.
+   EXPECT_EQ(addressBus, name + static_cast<std::ptrdiff_t>(sizeof(Orvo::String) + sizeof(std::uint64_t)));
+   EXPECT_LT(addressBus, placeOf(*chunk, 134));
+}
+
+TEST_F(ModelChunk, fieldsOfAGroupStandInTheirOrder)
+{
+   auto const group = Orvo::make<Group>(1U, 2U, 3U);
+
+   EXPECT_LT(placeOf(*group, 130), placeOf(*group, 131));
+   EXPECT_LT(placeOf(*group, 131), placeOf(*group, 132));
 }
 
 TEST_F(ModelChunk, terminateChangesNothing)

@@ -9,6 +9,7 @@
 #include <Quorvel/Core/Memory/Entity/Manager.h>
 #include <Quorvel/Core/Model/Modules.h>
 
+#include <Kro/Exception.h>
 #include <Orvo/Subscriber.h>
 #include <Quorvel/Utility/Affirm.h>
 
@@ -185,6 +186,20 @@ TEST(Exit, storeIsNotMadeForAChunkThatCannotBeMade)
    });
 
    EXPECT_EQ(result.output, "none none ");
+   EXPECT_EQ(result.status, 0);
+}
+
+TEST(Exit, storeIsNotMadeByAMountWhoseEntityCannotBeMade)
+{
+   auto const result = inChild({}, [] {
+      try {
+         Manager::instantiate("agent")->mount(Quorvel::Core::Memory::Info::Mount("a", "NoSuchType"));
+      } catch (Kro::TypeNotFoundException const&) {
+         printStore();
+      }
+   });
+
+   EXPECT_EQ(result.output, "none ");
    EXPECT_EQ(result.status, 0);
 }
 

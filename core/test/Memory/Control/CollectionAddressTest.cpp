@@ -121,6 +121,19 @@ TEST_F(ControlCollectionAddress, resetClearsTheFieldsOfOneEntryAndNothingElse)
    EXPECT_EQ(zeroedIn("twelve"), "36-47");
 }
 
+TEST_F(ControlCollectionAddress, resetClearsMemoryThatIsNotDmaCapableToo)
+{
+   auto const sut = make();
+   auto const group = sut->groupIs(0, 0, 8);
+   join(*sut, 1, 4, group, "ordinary", true);
+   join(*sut, 2, 4, group, "dma");
+
+   sut->reset(3);
+
+   EXPECT_EQ(zeroedIn("ordinary"), "12-15");
+   EXPECT_EQ(zeroedIn("dma"), "12-15");
+}
+
 TEST_F(ControlCollectionAddress, resetClearsFirstAndLastEntry)
 {
    auto const sut = make();

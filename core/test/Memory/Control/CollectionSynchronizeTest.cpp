@@ -14,6 +14,7 @@
 
 namespace {
 
+using Quorvel::Core::Memory::Control::Detail::Group;
 using Quorvel::Core::Test::CollectionFixture;
 using Quorvel::Core::Test::messageOf;
 using testing::ElementsAre;
@@ -112,14 +113,19 @@ TEST_F(ControlCollectionSynchronize, synchronizeAllSurvivesThatAllGroupsGo)
    sut->groupIs(5, 50, 2);
    sut->groupIs(6, 60, 1);
    std::vector<std::uint32_t> indexes;
+   std::vector<std::uint64_t> living;
+   auto const all = Group::memAllocationTracker_.liveCount();
    sut->synchronizerIs([&](std::uint32_t index) {
       indexes.push_back(index);
       sut->groupDelAll();
+      living.push_back(Group::memAllocationTracker_.liveCount());
    });
 
    sut->synchronizeAll();
 
    EXPECT_THAT(indexes, ElementsAre(50, 51));
+   EXPECT_THAT(living, ElementsAre(all - 1, all - 1)); // the one at hand
+   EXPECT_EQ(Group::memAllocationTracker_.liveCount(), all - 2);
 }
 
 TEST_F(ControlCollectionSynchronize, nothingButSynchronizeAllCallsTheSynchronizer)
@@ -179,18 +185,23 @@ TEST_F(ControlCollectionSynchronize, synchronizerMaySetAnotherOneForTheNextWalk)
 
 TEST_F(ControlCollectionSynchronize, synchronizerMayLetGoOfTheCollection)
 {
+   auto const before = Collection::memAllocationTracker_.liveCount();
    auto sut = make();
    sut->groupIs(0, 0, 2);
    std::vector<std::uint32_t> called;
+   std::vector<std::uint64_t> living;
    sut->synchronizerIs([&](std::uint32_t index) {
       sut.reset();
       called.push_back(index);
+      living.push_back(Collection::memAllocationTracker_.liveCount());
    });
 
    sut->synchronizeAll();
 
    EXPECT_EQ(sut, nullptr);
    EXPECT_THAT(called, ElementsAre(0, 1));
+   EXPECT_THAT(living, ElementsAre(before + 1, before + 1));
+   EXPECT_EQ(Collection::memAllocationTracker_.liveCount(), before);
 }
 
 } // namespace

@@ -98,6 +98,22 @@ TEST_F(EntityDestructor, cleanupRemovesADescriptionThatIsStoredUnderTheFullName)
    EXPECT_TRUE(manager->infoMount().contains("a"));
 }
 
+TEST_F(EntityDestructor, cleanupTakesWhatTheManagerKeepsBeforeTheEntityGoes)
+{
+   manager->mount(describeMount("a", "r"));
+   manager->infoMountIs(describeMount("/d/zumem/a", "r"));
+   auto* const entity = unmounted("a");
+   ChangeRecorder tree(*Kro::globalDir()->publisher());
+   tree.thenDo([&](Orvo::Change const&) {
+      EXPECT_EQ(manager->orphan("/d/zumem/a"), nullptr);
+      EXPECT_FALSE(manager->infoMount().contains("/d/zumem/a"));
+   });
+
+   Destructor::cleanup(entity);
+
+   EXPECT_THAT(tree.changes(), ElementsAre("entity(258) a"));
+}
+
 TEST_F(EntityDestructor, cleanupPrunesEveryDirectoryThatBecameEmptyUpToTheManagersOwn)
 {
    manager->mount(describeMount("x/y/z/a", "r"));

@@ -15,6 +15,7 @@
 
 namespace {
 
+using Quorvel::Core::Memory::Control::Collection;
 using Quorvel::Core::Memory::Entity::Manager;
 using Quorvel::Core::Memory::Entity::managerFactory;
 using Quorvel::Core::Test::AllocationRecorder;
@@ -59,6 +60,16 @@ protected:
       EXPECT_EQ(entity->buffer->addressBus(BufferEntry::bytesNumber, 1), pinmem.addressBus("r.bytes.0") + 64);
    }
 
+   /// Wherever it ended, no chunk is without its group: look-ups would stop the process there.
+   static void expectGroupsOfAllChunks(Collection const& live)
+   {
+      for (auto const& attribute : live.attribute()) {
+         for (auto at = attribute.chunk().begin(); at != attribute.chunk().end(); ++at) {
+            EXPECT_NE(attribute.group(at.key()), nullptr) << attribute.id() << ' ' << at.key();
+         }
+      }
+   }
+
    AllocationRecorder& recorder = AllocationRecorder::instance();
    Info::Mount description = describeMount("d/a", "r");
 };
@@ -78,6 +89,10 @@ TEST_F(EntityManagerFailure, mountWhoseAllocationsAreRefusedOneAfterTheOtherLeak
          EXPECT_THAT(pinmem.stillMapped(), SizeIs(store().chunk().size()));
          bool const isEntityThere = mounted() != nullptr;
          EXPECT_TRUE(!isEntityThere || sut->infoMount("d/a") == description);
+         if (isEntityThere) {
+            expectGroupsOfAllChunks(*mounted()->buffer);
+            expectGroupsOfAllChunks(*mounted()->ring);
+         }
          // Where the entity is there and its description stored, a mount has nothing to do; else it does all.
          sut->mount(description);
          if (!isEntityThere) {

@@ -103,6 +103,26 @@ TEST_F(EntityManagerMount, mountZeroesTheChunksInsteadOfSynchronizingWhenAsked)
    }
 }
 
+TEST_F(EntityManagerMount, mountZeroesJustTheDescribedBytesOfAChunk)
+{
+   Info::Collection collection("ring");
+   collection.addGroup(0, 4);
+   collection.addNameAttribute("command");
+   collection.addNameAttribute("tail");
+   collection.createChunk(0, "command", "odd", 61, false);
+   collection.createChunk(0, "tail", "none", 0, false);
+   Mount mount("a", "TestMount");
+   mount.collectionIs(collection);
+   mount.isZeroedMemoryOnMountingIs(true);
+
+   sut->mount(mount);
+
+   EXPECT_THAT(pinmem.bytes("odd").first(61), Each(std::byte{0}));
+   EXPECT_THAT(pinmem.bytes("odd").subspan(61), Each(PinmemRecorder::fresh));
+   EXPECT_EQ(store().chunk("none")->size(), 0U);
+   EXPECT_THAT(pinmem.bytes("none"), Each(PinmemRecorder::fresh));
+}
+
 TEST_F(EntityManagerMount, mountSharesOneGroupAmongTheFields)
 {
    auto const groups = Group::memAllocationTracker_.liveCount();

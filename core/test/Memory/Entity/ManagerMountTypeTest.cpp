@@ -18,8 +18,10 @@ namespace {
 using Quorvel::Core::Memory::Info::Mount;
 using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::describeMount;
+using Quorvel::Core::Test::describeOddMount;
 using Quorvel::Core::Test::messageOf;
 using Quorvel::Core::Test::OddMount;
+using Quorvel::Core::Test::RingEntry;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -99,9 +101,27 @@ constinit Kro::KroType const MountWithoutDeviceAtFirst::kroType =
    Kro::entityType<MountWithoutDeviceAtFirst, MountWithoutDeviceAtFirst::Declaration>(
       "MountWithoutDeviceAtFirst", &oddTypes);
 
+/// What has the name of its live collection can be called, not read.
+struct MountWithOperationAsControl final : Odd<MountWithOperationAsControl> {
+   using Odd::Odd;
+
+   void start() {}
+   struct Declaration;
+   static Kro::KroType const kroType;
+};
+
+struct MountWithOperationAsControl::Declaration {
+   static constexpr auto table = Kro::table<MountWithOperationAsControl, Kro::Entity>(
+      Kro::entries<7, RingEntry>("ring"), Kro::operation<301, &MountWithOperationAsControl::start>("ringControl"));
+};
+
+constinit Kro::KroType const MountWithOperationAsControl::kroType =
+   Kro::entityType<MountWithOperationAsControl, MountWithOperationAsControl::Declaration>(
+      "MountWithOperationAsControl", &oddTypes);
+
 constexpr Kro::KroType const* types[] = {
    &AbstractMount::kroType, &MountWithTwoArguments::kroType, &MountOfAnotherName::kroType,
-   &MountWithoutDeviceAtFirst::kroType};
+   &MountWithoutDeviceAtFirst::kroType, &MountWithOperationAsControl::kroType};
 constinit Kro::KroModule oddTypes{"OddTypes", "core/test/Memory/Entity/ManagerMountTypeTest", types, {}};
 
 [[maybe_unused]] bool const isRegistered = [] {
@@ -193,6 +213,18 @@ TEST_F(EntityManagerMountType, mountPassesOnWhatTheConstructorThrowsAndWorksOnce
    MountWithoutDeviceAtFirst::isDeviceThere = false;
 
    EXPECT_EQ(&sut->entify("d/a")->fwkType(), &MountWithoutDeviceAtFirst::kroType);
+}
+
+TEST_F(EntityManagerMountType, mountOfATypeWhoseLiveCollectionCannotBeReadIsRefused)
+{
+   auto const mount = describeOddMount("a", "MountWithOperationAsControl");
+
+   EXPECT_EQ(
+      messageOf<Kro::TypeException>([&] { sut->mount(mount); }), "attribute 'ringControl' cannot be read like a value");
+
+   EXPECT_EQ(sut->infoMount("a"), mount);
+   EXPECT_NE(sut->entify("a"), nullptr);
+   EXPECT_THAT(pinmem.takeCalls(), IsEmpty());
 }
 
 TEST_F(EntityManagerMountType, mountPublishesDirectoriesAloneWhereTheEntityCannotBeMade)

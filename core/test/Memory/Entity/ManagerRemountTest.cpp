@@ -214,4 +214,17 @@ TEST_F(EntityManagerRemount, mountInternalOnAMountedPathRebuildsInPlace)
    EXPECT_THAT(pinmem.bytes("r.bytes.0").subspan(128), Each(std::byte{7}));
 }
 
+TEST_F(EntityManagerRemount, mountInternalSynchronizesWhatTheLiveCollectionHasThoughNothingIsDescribed)
+{
+   sut->mount(describeMount("a", "r"));
+   auto const entity = mounted("a");
+   entity->synchronized.clear();
+   Mount other("a", "TestMount");
+   other.collectionIs(Quorvel::Core::Memory::Info::Collection("buffer"));
+
+   sut->mountInternal(other);
+
+   EXPECT_THAT(entity->synchronized, testing::ElementsAre("buffer 0 (0, 8)", "buffer 1 (0, 8)"));
+}
+
 } // namespace

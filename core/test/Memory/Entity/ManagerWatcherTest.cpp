@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <new>
 #include <stdexcept>
 
 namespace {
@@ -41,6 +42,38 @@ TEST_F(EntityManagerWatcher, whatASubscriberThrowsPassesAndTheEntityIsAnOrphan)
    EXPECT_EQ(sut->orphan("/m/zumem/a"), sut->entify("a").get());
    EXPECT_EQ(sut->orphan().size(), 1U);
    EXPECT_EQ(orphanage->info().size(), 1U);
+}
+
+TEST_F(EntityManagerWatcher, lackOfMemoryOfASubscriberPassesLikeAnythingElseThatItThrows)
+{
+   sut->mount(describeMount("a", "r"));
+   ChangeRecorder recorder(*orphanage->publisher());
+   recorder.thenDo([](Orvo::Change const&) { throw std::bad_alloc(); });
+
+   EXPECT_THROW(sut->unmount("a"), std::bad_alloc);
+
+   EXPECT_EQ(sut->orphan("/m/zumem/a"), sut->entify("a").get());
+   EXPECT_EQ(orphanage->info().size(), 1U);
+}
+
+TEST_F(EntityManagerWatcher, watcherMayLetGoOfTheManagerThatUnmounts)
+{
+   auto const before = Manager::memAllocationTracker_.liveCount();
+   sut->mount(describeMount("a", "r"));
+   auto const entity = sut->entify("a");
+   ChangeRecorder recorder(*orphanage->publisher());
+   auto whileUnmounting = before;
+   recorder.thenDo([&](Orvo::Change const&) {
+      sut.reset();
+      whileUnmounting = Manager::memAllocationTracker_.liveCount();
+      throw std::bad_alloc();
+   });
+
+   EXPECT_THROW(sut->unmount("a"), std::bad_alloc);
+
+   EXPECT_EQ(whileUnmounting, before);
+   EXPECT_EQ(Manager::memAllocationTracker_.liveCount(), before - 1);
+   EXPECT_EQ(orphanage->info(entity.get()).path(), "/m/zumem/a");
 }
 
 TEST_F(EntityManagerWatcher, whatASubscriberThrowsAtAdoptionPassesAndTheOrphanIsAdopted)

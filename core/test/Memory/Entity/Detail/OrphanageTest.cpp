@@ -117,6 +117,7 @@ TEST_F(EntityOrphanage, infoIsWithADefaultRecordIsStillARecord)
    ChangeRecorder const recorder(*sut->publisher());
 
    sut->infoIs(entity.get(), Info());
+   sut->infoIs(entity.get(), Info());
 
    EXPECT_THAT(recorder.changes(), ElementsAre("info(258) x"));
    EXPECT_TRUE(sut->info().contains(entity.get()));
