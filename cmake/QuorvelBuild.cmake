@@ -1,10 +1,11 @@
 # How every library, test and benchmark of this repository is built. Included by each CMake project in it.
 include_guard(GLOBAL)
-include(CMakePackageConfigHelpers)
-include(GNUInstallDirs)
+include("${CMAKE_CURRENT_LIST_DIR}/QuorvelInstall.cmake")
 
 set(QUORVEL_VERSION 0.1.0)
 set(QUORVEL_SOVERSION 0)
+# What is installed binds its symbols while it is loaded, after which nothing may write to its tables.
+set(QUORVEL_LINK_OPTIONS -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
 option(QUORVEL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(QUORVEL_BUILD_TESTS "Build the tests" ON)
@@ -57,7 +58,8 @@ endif()
 # quorvel_library(<package> OUTPUT <file name without lib> HEADERS <folder of the public headers, relative>
 #                 SOURCES <files> [DEPENDS <packages of this repository>] [LINKS <other public link libraries>]
 #                 [PRIVATE_LINKS <libraries>] [FIND <packages that an installed user must find>])
-# Makes the shared library <package>::<package> from the current folder and installs it with a CMake package of its own.
+# Makes the shared library <package>::<package> from the current folder and installs it with a CMake package and a pkg-config file
+# of its own.
 function(quorvel_library package)
    cmake_parse_arguments(arg "" "OUTPUT;HEADERS" "SOURCES;DEPENDS;LINKS;PRIVATE_LINKS;FIND" ${ARGN})
    add_library(${package} SHARED ${arg_SOURCES})
@@ -68,27 +70,23 @@ function(quorvel_library package)
    target_include_directories(${package} PUBLIC
       $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
    # Type records and module descriptors of a library stay in use for as long as the process lives.
-   target_link_options(${package} PRIVATE -Wl,-z,nodelete)
+   target_link_options(${package} PRIVATE -Wl,-z,nodelete ${QUORVEL_LINK_OPTIONS})
    foreach(dependency IN LISTS arg_DEPENDS)
       target_link_libraries(${package} PUBLIC ${dependency}::${dependency})
    endforeach()
    target_link_libraries(${package} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
 
-   set(config "include(CMakeFindDependencyMacro)\n")
-   foreach(dependency IN LISTS arg_DEPENDS arg_FIND)
-      string(APPEND config "find_dependency(${dependency})\n")
-   endforeach()
-   string(APPEND config "include(\"\${CMAKE_CURRENT_LIST_DIR}/${package}Targets.cmake\")\n")
-   set(generated "${CMAKE_CURRENT_BINARY_DIR}/package")
-   file(CONFIGURE OUTPUT "${generated}/${package}Config.cmake" CONTENT "${config}" @ONLY)
-   write_basic_package_version_file("${generated}/${package}ConfigVersion.cmake"
-      VERSION ${QUORVEL_VERSION} COMPATIBILITY SameMinorVersion)
-   set(destination "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
-   install(TARGETS ${package} EXPORT ${package}Targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-   install(EXPORT ${package}Targets NAMESPACE ${package}:: DESTINATION "${destination}")
-   install(FILES "${generated}/${package}Config.cmake" "${generated}/${package}ConfigVersion.cmake"
-      DESTINATION "${destination}")
-   install(DIRECTORY ${arg_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+   quorvel_install_library(${package} FILE ${arg_OUTPUT} HEADERS ${arg_HEADERS} DEPENDS ${arg_DEPENDS} FIND ${arg_FIND})
+endfunction()
+
+# quorvel_program(<target> SOURCES <files> LINKS <libraries> [MANUAL <page of section 1>])
+# A program that is installed, with its manual page.
+function(quorvel_program target)
+   cmake_parse_arguments(arg "" "MANUAL" "SOURCES;LINKS" ${ARGN})
+   add_executable(${target} ${arg_SOURCES})
+   target_link_libraries(${target} PRIVATE ${arg_LINKS})
+   target_link_options(${target} PRIVATE -pie ${QUORVEL_LINK_OPTIONS})
+   quorvel_install_program(${target} ${arg_MANUAL})
 endfunction()
 
 # quorvel_test(<target> SOURCES <files> LINKS <libraries> [LABELS <labels>] [DEFINITIONS <definitions>] [INCLUDES <folders>])
