@@ -2,6 +2,7 @@
 
 import argparse
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -38,6 +39,43 @@ def files(root):
 def sources(root):
     """The C and C++ files among them."""
     return [path for path in files(root) if path.suffix in SOURCE_SUFFIXES]
+
+
+def warnings(root):
+    """The warnings that the build uses, so that they are written in one place only."""
+    text = (root / "cmake/QuorvelBuild.cmake").read_text()
+    match = re.search(r"^add_compile_options\((-Wall [^)]*)\)", text, re.MULTILINE)
+    if not match:
+        sys.exit("cmake/QuorvelBuild.cmake has no add_compile_options(-Wall …) any more; look here.")
+    return match[1].split()
+
+
+def public_folder(root, library):
+    """The folder of a library's public headers, relative to the library's."""
+    cmake = root / library / "CMakeLists.txt"
+    match = re.search(r"\bHEADERS\s+([\w/]+)", cmake.read_text()) if cmake.is_file() else None
+    return match[1] if match else None
+
+
+def public_headers(root):
+    """Pairs of an include folder and a header below it, both relative to the root.
+
+    Public are the headers below core/Quorvel/ and below the namespace folder of each platform library: the folder that its
+    CMakeLists.txt names after HEADERS, or else every folder whose name starts with a capital letter.
+    """
+    folders = {}
+    for path in sources(root):
+        if path.suffix != ".h":
+            continue
+        if path.parts[0] == "core" and path.parts[1] == "Quorvel":
+            yield pathlib.Path("core"), path
+        elif path.parts[0] == "platform" and len(path.parts) > 3:
+            library = pathlib.Path(*path.parts[:2])
+            if library not in folders:
+                folders[library] = public_folder(root, library)
+            inside = path.relative_to(library)
+            if inside.is_relative_to(folders[library]) if folders[library] else inside.parts[0][0].isupper():
+                yield library, path
 
 
 def finish(name, complaints, looked_at):

@@ -92,7 +92,7 @@ class Scripts(CheckTest):
 
     def test_check_ends_a_gate_whose_configuration_fails(self):
         self.program("bin/cmake", 'case "$1" in --preset) exit 5 ;; esac\n')
-        for name in ("release", "exports", "links", "tidy", "asan", "tsan", "fuzz", "installed-platform"):
+        for name in ("release", "exports", "links", "installed", "tidy", "asan", "tsan", "fuzz", "installed-platform"):
             with self.subTest(name):
                 result, calls = self.run_script("check", name)
                 self.assertEqual(result.returncode, 1)
