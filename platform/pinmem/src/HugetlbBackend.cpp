@@ -190,9 +190,7 @@ void* HugetlbBackend::map(FileDescriptor const& file, Block const& region) const
    void* const start =
       systemCalls.mmap(nullptr, reserved, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
    if (start == MAP_FAILED) {
-      refuse(
-         region.capacity, " bytes cannot be mapped: ", systemText(errno),
-         "; see 'ulimit -v' and /proc/sys/vm/max_map_count");
+      refuseMapping(region.capacity, errno);
    }
    auto* const first = static_cast<char*>(start);
    std::uint64_t const before = (size - reinterpret_cast<std::uintptr_t>(first) % size) % size;
@@ -205,7 +203,7 @@ void* HugetlbBackend::map(FileDescriptor const& file, Block const& region) const
       if (mapped == MAP_FAILED) {
          int const error = errno;
          systemCalls.munmap(start, reserved);
-         refuse(region.capacity, " bytes cannot be mapped: ", systemText(error), "; see /proc/sys/vm/max_map_count");
+         refuseMapping(region.capacity, error);
       }
       place += count * size;
    };

@@ -30,7 +30,7 @@ void bindFile(FileDescriptor const& file, std::uint64_t size, NodeWish const& wi
    constexpr int flags = MAP_SHARED | MAP_NORESERVE;
    void* const address = systemCalls.mmap(nullptr, size, PROT_READ | PROT_WRITE, flags, file.number(), 0);
    if (address == MAP_FAILED) {
-      refuse(size, " bytes cannot be mapped: ", systemText(errno));
+      refuseMapping(size, errno);
    }
    bool const isBound = systemCalls.bindToNode(address, size, wish.node, wish.isStrict) == 0;
    int const error = errno;

@@ -1,7 +1,19 @@
 #include "src/Refusal.h"
+#include <cerrno>
 #include <system_error>
 
 namespace pinmem_lib {
+
+void refuseMapping(std::uint64_t size, int error)
+{
+   if (error == EAGAIN) {
+      refuse(
+         size,
+         " bytes cannot be mapped: this process locks all its memory (mlockall), and the limit of locked memory is "
+         "reached; raise it, see 'ulimit -l'");
+   }
+   refuse(size, " bytes cannot be mapped: ", systemText(error), "; see 'ulimit -v' and /proc/sys/vm/max_map_count");
+}
 
 std::string printable(std::string_view text)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -35,6 +36,10 @@ template <typename... Parts>
 {
    throw Refusal(join(parts...));
 }
+
+/// Refuses because a mapping of so many bytes cannot be made.
+/// @param error  that mmap gave
+[[noreturn]] void refuseMapping(std::uint64_t size, int error);
 
 /// The text with every byte that is not printable ASCII, and the backslash, written as `\xNN`: one line, no control
 /// sequence reaches a terminal, and two different texts stay different.

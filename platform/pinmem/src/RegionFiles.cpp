@@ -117,7 +117,7 @@ void* RegionFiles::map(FileDescriptor const& file, std::uint64_t size)
 {
    void* const address = systemCalls.mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
    if (address == MAP_FAILED) {
-      refuse(size, " bytes cannot be mapped: ", systemText(errno), "; see 'ulimit -v' and /proc/sys/vm/max_map_count");
+      refuseMapping(size, errno);
    }
    systemCalls.madvise(address, size, MADV_DONTDUMP);
    return address;

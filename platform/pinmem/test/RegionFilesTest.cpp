@@ -1,11 +1,14 @@
 #include "src/RegionFiles.h"
+#include "test/support/OrdinaryUser.h"
 #include "test/support/RefusalOf.h"
 #include "test/support/TemporaryDirectory.h"
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -107,6 +110,34 @@ TEST(RegionFilesTest, aFileThatSomebodyElseHasLockedIsOpenedAllTheSame)
    ASSERT_EQ(::flock(other.number(), LOCK_EX), 0);
 
    EXPECT_TRUE(sut.open(region, 0).isOpen());
+}
+
+TEST(RegionFilesTest, aLimitOfLockedMemoryIsToldFromOtherReasons)
+{
+   TemporaryDirectory const temporary;
+   FileDescriptor const file(::open((temporary / "a").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+   constexpr std::uint64_t size = 8U << 20;
+   ASSERT_EQ(::ftruncate(file.number(), size), 0);
+   auto const refusalWithALimit = [&] {
+      rlimit before = {};
+      ::getrlimit(RLIMIT_MEMLOCK, &before);
+      rlimit const limit = {std::min<rlim_t>(size / 2, before.rlim_max), before.rlim_max};
+      ::setrlimit(RLIMIT_MEMLOCK, &limit);
+      std::string text = ::mlockall(MCL_FUTURE) == 0 ? "" : "cannot lock: ";
+      text += refusalOf([&] { ::munmap(RegionFiles::map(file, size), size); });
+      ::munlockall();
+      ::setrlimit(RLIMIT_MEMLOCK, &before);
+      return text;
+   };
+
+   EXPECT_EQ(
+      ::geteuid() == 0 ? asOrdinaryUser(Privilege::never, refusalWithALimit) : refusalWithALimit(),
+      "8388608 bytes cannot be mapped: this process locks all its memory (mlockall), and the limit of locked memory is "
+      "reached; raise it, see 'ulimit -l'");
+   EXPECT_EQ(
+      refusalOf([&] { RegionFiles::map(file, std::uint64_t{1} << 62); }),
+      "4611686018427387904 bytes cannot be mapped: Cannot allocate memory; see 'ulimit -v' and "
+      "/proc/sys/vm/max_map_count");
 }
 
 TEST(RegionFilesTest, whatIsNoFileIsNotCollected)
