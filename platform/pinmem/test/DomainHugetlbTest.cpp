@@ -176,3 +176,36 @@ TEST_F(DomainHugetlbTest, aKillAtEachStepOfANewBlockLeavesAllOfItOrNothing)
       ASSERT_EQ(remove(), DomainRemoval::removed) << stop;
    }
 }
+
+TEST_F(DomainHugetlbTest, aKillAtEachStepOfMakingAndFreeingABlockLeavesAllOfItOrNothing)
+{
+   auto const size = static_cast<std::uint32_t>((hasNeighbours(2) ? 2 : 1) * page); // where memory is not scattered
+   std::uint64_t const before = pool().available();
+   Fate fate = Fate::killed;
+   for (int stop = 0; fate == Fate::killed; stop += 5) {
+      fate = killAt(stop, [&] {
+         auto const domain = open();
+         auto second = open();
+         second->allocate("a", size, "", 4);
+         second.reset();
+         domain->free("a");
+         domain->collect();
+      });
+
+      if (fate == Fate::notWatched) {
+         GTEST_SKIP() << "processes may not be traced here";
+      }
+      {
+         auto const sut = open();
+         ASSERT_TRUE(sut->faults().empty()) << stop;
+         sut->free("a");
+         sut->collect();
+         ASSERT_EQ(pool().available(), before) << stop;
+         std::uint64_t const address = sut->allocate("a", size, "", 4);
+         ASSERT_EQ(address, physicalOf(memoryOf(*sut, "a"))) << stop;
+         ASSERT_EQ(address + size - page, physicalOf(memoryOf(*sut, "a") + size - page)) << stop;
+      }
+      ASSERT_EQ(remove(), DomainRemoval::removed) << stop;
+      ASSERT_EQ(pool().available(), before) << stop;
+   }
+}

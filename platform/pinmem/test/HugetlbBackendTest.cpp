@@ -3,6 +3,7 @@
 #include "src/SystemCalls.h"
 #include "test/support/FailingCalls.h"
 #include "test/support/HugePageFixture.h"
+#include "test/support/MemoryFlags.h"
 #include "test/support/OrdinaryUser.h"
 #include "test/support/RefusalOf.h"
 #include <algorithm>
@@ -431,6 +432,19 @@ TEST_F(HugetlbBackendTest, aNeighbourThatDeletesUnlockedMapFilesFindsNone)
 
    EXPECT_EQ(deleteUnlockedMapFiles(), 1);
    EXPECT_TRUE(sut.isThere(block));
+}
+
+TEST_F(HugetlbBackendTest, memoryIsLeftOutOfCoreDumps)
+{
+   HugetlbBackend sut = backend();
+   Block block = blockOf(page);
+   make(sut, block);
+
+   void* const memory = sut.attach(block);
+
+   EXPECT_NE(memoryFlagsOf(memory).find(" ht"), std::string::npos) << memoryFlagsOf(memory);
+   EXPECT_NE(memoryFlagsOf(memory).find(" dd"), std::string::npos) << memoryFlagsOf(memory);
+   ::munmap(memory, page);
 }
 
 TEST_F(HugetlbBackendTest, aPartOfAnArenaIsProvidedAsZero)

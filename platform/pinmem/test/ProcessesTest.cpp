@@ -140,6 +140,28 @@ TEST_F(ProcessesTest, processesThatMakeTheSameNamesAgree)
    EXPECT_EQ(run({"many", "block", "200", "64"}), *outputs.begin());
 }
 
+TEST_F(ProcessesTest, ofProcessesThatMakeTheSameNamesInDifferentSizesTheFirstDecides)
+{
+   constexpr std::size_t count = 300;
+   auto const small = start({"many", "block", std::to_string(count), "64"});
+   auto const large = start({"many", "block", std::to_string(count), "4096"});
+   EXPECT_EQ(large->wait(), 0);
+   EXPECT_EQ(small->wait(), 0);
+   std::vector<std::string> const small64 = linesOf(small->restOfOutput());
+   std::vector<std::string> const large4096 = linesOf(large->restOfOutput());
+
+   ASSERT_EQ(small64.size(), count);
+   ASSERT_EQ(large4096.size(), count);
+   std::set<std::string> addresses;
+   for (std::size_t index = 0; index < count; ++index) {
+      EXPECT_NE(small64[index], "0");
+      EXPECT_TRUE(large4096[index] == "0" || large4096[index] == small64[index]) << index;
+      addresses.insert(small64[index]);
+   }
+   EXPECT_EQ(addresses.size(), count);
+   EXPECT_EQ(run({"many", "block", std::to_string(count), "0"}), small->restOfOutput());
+}
+
 TEST_F(ProcessesTest, processesThatMakeDifferentNamesNeverShareAnAddress)
 {
    constexpr int count = 4;

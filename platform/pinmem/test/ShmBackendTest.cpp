@@ -1,5 +1,6 @@
 #include "src/ShmBackend.h"
 #include "src/SystemCalls.h"
+#include "test/support/MemoryFlags.h"
 #include "test/support/RefusalOf.h"
 #include "test/support/TemporaryDirectory.h"
 #include <algorithm>
@@ -154,17 +155,8 @@ TEST_F(ShmBackendTest, memoryIsLeftOutOfCoreDumps)
 {
    create(block_);
    void* const memory = sut_.attach(block_);
-   char start[32];
-   std::snprintf(start, sizeof(start), "%lx-", static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(memory)));
 
-   std::ifstream maps("/proc/self/smaps");
-   std::string line;
-   while (std::getline(maps, line) && line.rfind(start, 0) != 0) {
-   }
-   while (std::getline(maps, line) && line.rfind("VmFlags:", 0) != 0) {
-   }
-
-   EXPECT_NE(line.find(" dd"), std::string::npos) << line;
+   EXPECT_NE(memoryFlagsOf(memory).find(" dd"), std::string::npos) << memoryFlagsOf(memory);
    ::munmap(memory, 8192);
 }
 
