@@ -44,12 +44,12 @@ Directory::Directory(FileDescriptor descriptor, std::string path, Trust trust, S
 
 void Directory::check(Trust trust) const
 {
-   std::string const what = "directory '" + printable(path_) + "'";
-   struct stat const status = statusOf(number(), what);
+   std::string const path = printable(path_);
+   struct stat const status = statusOf(number(), "directory '" + path + "'");
    bool const isOurs = status.st_uid == sharing_.user || (trust == Trust::guarded && status.st_uid == 0);
    if (!isOurs) {
       refuse(
-         what, " belongs to user ", status.st_uid, ", not to user ", sharing_.user,
+         "directory '", path, "' belongs to user ", status.st_uid, ", not to user ", sharing_.user,
          "; run this as user ", status.st_uid, ", or use another place with PINMEM_DIR");
    }
    mode_t const others = status.st_mode & 077;
@@ -57,19 +57,20 @@ void Directory::check(Trust trust) const
       // In a sticky directory nobody can rename or remove what is ours.
       bool const isSticky = (status.st_mode & S_ISVTX) != 0;
       if ((others & 022) != 0 && !isSticky) {
-         refuse(what, " is open to other users; run: chmod go-w '", printable(path_), "'");
+         refuse("directory '", path, "' is open to other users; run: chmod go-w '", path, "'");
       }
       return;
    }
    if (others != 0 && others != groupMayLook) {
       refuse(
-         what, " is open to other users; run: chmod ", sharing_.group ? "0750" : "0700", " '", printable(path_), "'");
+         "directory '", path, "' is open to other users; run: chmod ", sharing_.group ? "0750" : "0700", " '", path,
+         "'");
    }
    bool const isGroupMeant = sharing_.group || sharing_.isAnyGroupGood || trust == Trust::common;
    if (others == groupMayLook && !isGroupMeant) {
       refuse(
-         what, " is open to group ", status.st_gid, "; set PINMEM_GROUP=", status.st_gid,
-         " if that is meant, else run: chmod 0700 '", printable(path_), "'");
+         "directory '", path, "' is open to group ", status.st_gid, "; set PINMEM_GROUP=", status.st_gid,
+         " if that is meant, else run: chmod 0700 '", path, "'");
    }
 }
 
@@ -78,18 +79,18 @@ void Directory::shareWithGroup() const
    if (!sharing_.group) {
       return;
    }
-   std::string const what = "directory '" + printable(path_) + "'";
-   struct stat const status = statusOf(number(), what);
+   std::string const path = printable(path_);
+   struct stat const status = statusOf(number(), "directory '" + path + "'");
    mode_t const others = status.st_mode & 077;
    if (others == 0) {
-      giveToGroup(number(), 0750, what);
+      giveToGroup(number(), 0750, "directory '" + path + "'");
       return;
    }
    bool const isOpenToAll = (others & 05) == 05;
    if (status.st_gid != *sharing_.group && !isOpenToAll) {
       refuse(
-         what, " is open to group ", status.st_gid, ", not to group ", *sharing_.group, "; run: chgrp ",
-         *sharing_.group, " '", printable(path_), "', or use another place with PINMEM_DIR");
+         "directory '", path, "' is open to group ", status.st_gid, ", not to group ", *sharing_.group, "; run: chgrp ",
+         *sharing_.group, " '", path, "', or use another place with PINMEM_DIR");
    }
 }
 
