@@ -83,4 +83,12 @@ void ArenaSpace::giveBack(std::uint64_t offset, std::uint64_t capacity)
    largest_ = std::max(largest_, capacity);
 }
 
+void ArenaSpace::growTo(std::uint64_t capacity)
+{
+   if (capacity > capacity_) {
+      giveBack(capacity_, capacity - capacity_);
+      capacity_ = capacity;
+   }
+}
+
 } // namespace pinmem_lib

@@ -28,6 +28,10 @@ public:
    /// Gives back a part that was taken.
    void giveBack(std::uint64_t offset, std::uint64_t capacity);
 
+   /// Adds a free part behind the last one.
+   /// @param capacity  the new one, no smaller than before
+   void growTo(std::uint64_t capacity);
+
    bool isAllFree() const { return free_.size() == 1 && free_.begin()->second == capacity_; }
 
 private:

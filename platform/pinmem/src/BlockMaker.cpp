@@ -249,11 +249,9 @@ void BlockMaker::renewArena(Entry& arena, Place place)
       backends_.of(fresh).destroy(fresh);
       throw;
    }
-   if (fresh.capacity != arena.block.capacity) {
-      arena.space = ArenaSpace(fresh.capacity); // a new one, of larger pages
-   }
    arena.block = fresh;
    arena.address = address;
+   arena.space.growTo(fresh.capacity); // larger pages
 }
 
 std::set<std::uint32_t> BlockMaker::damagedSlots() const

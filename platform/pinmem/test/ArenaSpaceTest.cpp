@@ -148,3 +148,19 @@ TEST(ArenaSpace, alwaysGivesTheLowestPlaceThereIsAndNeverAUnitTwice)
    }
    EXPECT_TRUE(sut.isAllFree());
 }
+
+TEST(ArenaSpace, whatItGrowsByIsFreeAndJoinsTheRest)
+{
+   ArenaSpace sut(4096);
+   place(sut, 64);
+
+   sut.growTo(8192);
+
+   EXPECT_EQ(place(sut, 4096), 4096U);
+   EXPECT_EQ(sut.find(4032), 64U);
+   sut.giveBack(0, 64);
+   sut.giveBack(4096, 4096);
+   EXPECT_TRUE(sut.isAllFree());
+   sut.growTo(8192);
+   EXPECT_TRUE(sut.isAllFree());
+}
