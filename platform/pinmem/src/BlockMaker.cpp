@@ -32,14 +32,12 @@ bool isPacked(Block const& block)
 void BlockMaker::attach(Entry& region)
 {
    if (region.address != nullptr) {
+      lookAgain(region, region.address);
       return;
    }
-   Backend& backend = backends_.of(region.block);
-   void* const address = backend.attach(region.block);
+   void* const address = backends_.of(region.block).attach(region.block);
    try {
-      if (std::uint64_t const now = backend.resolve(region.block, address); now != region.block.addressBus) {
-         moveTo(region, now);
-      }
+      lookAgain(region, address);
    } catch (...) {
       systemCalls.munmap(address, region.block.capacity);
       throw;
@@ -47,9 +45,17 @@ void BlockMaker::attach(Entry& region)
    region.address = address;
 }
 
-void BlockMaker::moveTo(Entry& region, std::uint64_t addressBus)
+void BlockMaker::lookAgain(Entry& region, void* address)
 {
-   std::optional<Record> const record = index_.read(region.block.slot);
+   std::uint64_t const now = backends_.of(region.block).resolve(region.block, address);
+   if (now != region.block.addressBus) {
+      moveTo(region, now);
+   }
+}
+
+void BlockMaker::rewriteAddress(Entry& entry, std::uint64_t addressBus)
+{
+   std::optional<Record> const record = index_.read(entry.block.slot);
    if (!record) {
       refuse("the record of this block is gone; allocate it again");
    }
@@ -57,10 +63,23 @@ void BlockMaker::moveTo(Entry& region, std::uint64_t addressBus)
    block.addressBus = addressBus;
    ++block.changeCount;
    index_.write(Record::make(block, record->name(), record->owner()));
+   entry.block = block;
+}
+
+void BlockMaker::moveTo(Entry& region, std::uint64_t addressBus)
+{
+   std::uint64_t const before = region.block.addressBus;
+   // The region's own record last: until it is written, the next attach notices again.
+   for (Entry& entry : catalog_.entries()) {
+      Block const& block = entry.block;
+      if (block.isPacked() && block.arena == region.block.slot && block.arenaGeneration == region.block.generation) {
+         rewriteAddress(entry, addressBus + block.offset);
+      }
+   }
+   rewriteAddress(region, addressBus);
    std::ostringstream text;
-   text << "pinmem: '" << printable(region.name) << "': the bus address was 0x" << std::hex << region.block.addressBus
+   text << "pinmem: '" << printable(region.name) << "': the bus address was 0x" << std::hex << before
         << " and is now 0x" << addressBus << ": the kernel has moved the memory; devices that use it must be told\n";
-   region.block = block;
    systemCalls.write(STDERR_FILENO, text.str().data(), text.str().size());
 }
 
@@ -213,11 +232,8 @@ Entry& BlockMaker::newArena(Block const& like)
 
 bool BlockMaker::tryRestore(Entry& arena)
 {
-   if (arena.address != nullptr) {
-      return true;
-   }
    Backend& backend = backends_.of(arena.block);
-   if (backend.isThere(arena.block)) {
+   if (backend.isThere(arena.block)) { // also when it is mapped: in a file that was removed a block is lost
       attach(arena);
       return true;
    }

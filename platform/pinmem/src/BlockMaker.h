@@ -31,7 +31,8 @@ public:
    /// Gives a block new memory and a record: one that is there and lost its memory, or a new one, without generation.
    void make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags);
 
-   /// Maps a region, unless it is, and looks at its bus address again. Needs no lock where that cannot change.
+   /// Maps a region, unless it is, and looks at its bus address again, also when it was mapped long ago. Needs no lock
+   /// where that cannot change.
    void attach(Entry& region);
 
    /// Whether nobody else can still use memory that is gone.
@@ -46,8 +47,11 @@ public:
    bool isHugetlbInUse();
 
 private:
-   /// Takes in that a region is now at another bus address.
+   /// Looks whether a mapped region is still at its bus address.
+   void lookAgain(Entry& region, void* address);
+   /// Takes in that a region, and what is packed in it, is now at another bus address.
    void moveTo(Entry& region, std::uint64_t addressBus);
+   void rewriteAddress(Entry& entry, std::uint64_t addressBus);
    enum class Place {
       fresh, ///< to be found
       kept   ///< of memory that is gone: the same place, and the same simulated bus address
@@ -61,7 +65,7 @@ private:
    /// Takes a place for a packed block in an arena that has room, or in a new one.
    Entry& takePlace(Block& block);
    Entry& newArena(Block const& like);
-   /// Maps an arena; gives it new memory if it has lost its own and nobody can use that.
+   /// Maps an arena, like `attach`; gives it new memory if it has lost its own and nobody can use that.
    bool tryRestore(Entry& arena);
    void renewArena(Entry& arena, Place place);
    /// Makes sure that nobody else can have what a new place overlaps.

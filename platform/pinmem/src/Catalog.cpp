@@ -51,7 +51,11 @@ void Catalog::add(Record const& record)
       }
    }
    entry->isRecorded = true;
-   if (entry->address == nullptr) {
+   bool const isMappedOne = entry->block.slot == block.slot && entry->block.generation == block.generation &&
+                            entry->block.device == block.device && entry->block.inode == block.inode;
+   if (entry->address != nullptr && isMappedOne) {
+      entry->block = block; // its bus address may be another one now
+   } else if (entry->address == nullptr) {
       entry->isHeld = entry->isHeld && entry->block.slot == block.slot && entry->block.generation == block.generation;
       entry->block = block;
    }

@@ -52,3 +52,62 @@ TEST_F(ArenaAddressTest, blocksKeepTheirPlacesInAnArenaThatComesBackInALargerPag
    EXPECT_STREQ(memoryOf(*sut, "kept"), "kept");
    EXPECT_TRUE(open()->damaged().empty());
 }
+
+TEST_F(ArenaAddressTest, aNewBlockInAnArenaThatMovedWhileItWasMappedIsWhereTheArenaIsNow)
+{
+   auto const sut = open();
+   sut->allocate("old", 64, "", 0);
+   std::uint64_t const before = sut->records().at(0).block.addressBus;
+   movePages(page);
+
+   testing::internal::CaptureStderr();
+   std::uint64_t const address = sut->allocate("new", 64, "", 0);
+
+   EXPECT_EQ(address, physicalOf(memoryOf(*sut, "new")));
+   std::ostringstream expected;
+   expected << "pinmem: '': the bus address was 0x" << std::hex << before << " and is now 0x" << before + page
+            << ": the kernel has moved the memory; devices that use it must be told\n";
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), expected.str());
+   EXPECT_EQ(sut->allocate("old", 64, "", 0), before + page);
+   EXPECT_EQ(sut->records().at(0).block.addressBus, before + page);
+   EXPECT_EQ(sut->records().at(0).block.changeCount, 1U);
+   EXPECT_EQ(sut->arenas().at(0).block.changeCount, 1U);
+}
+
+TEST_F(ArenaAddressTest, aMoveThatAnotherProcessHasNoticedIsTakenOver)
+{
+   auto const sut = open();
+   std::uint64_t const before = sut->allocate("packed", 64, "", 0);
+   std::uint64_t const largeBefore = sut->allocate("large", page, "", 4);
+   movePages(page);
+   testing::internal::CaptureStderr();
+   auto const other = open();
+   other->allocate("packed", 64, "", 0);
+   other->allocate("large", page, "", 4);
+   testing::internal::GetCapturedStderr();
+
+   testing::internal::CaptureStderr();
+   EXPECT_EQ(sut->allocate("new", 64, "", 0), before + page + 64);
+
+   EXPECT_EQ(sut->allocate("packed", 64, "", 0), before + page);
+   EXPECT_EQ(sut->allocate("large", page, "", 4), largeBefore + page);
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+   EXPECT_EQ(sut->arenas().at(0).block.changeCount, 1U);
+}
+
+TEST_F(ArenaAddressTest, aNewBlockIsNotPutIntoAnArenaWhoseFileIsGone)
+{
+   std::uint64_t const before = open()->allocate("first", 64, "", 0);
+   auto const sut = open();
+   sut->map("first");
+   for (auto const& entry : std::filesystem::recursive_directory_iterator(temporary_ / "2")) {
+      if (entry.is_regular_file()) {
+         std::filesystem::remove(entry.path());
+      }
+   }
+
+   EXPECT_NE(sut->allocate("new", 64, "", 0) / page, before / page);
+
+   std::strcpy(memoryOf(*sut, "new"), "bytes");
+   EXPECT_STREQ(memoryOf(*open(), "new"), "bytes");
+}
