@@ -2,6 +2,7 @@
 #include "src/Refusal.h"
 #include "src/SystemCalls.h"
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -205,20 +206,25 @@ void Index::clear(std::uint32_t slot)
 
 void Index::writeWhole(Record record)
 {
-   // In one piece, commit word and all: source and destination each lie in one page, and the kernel lets a process die,
-   // or a file system cut a write short, only between pages.
    record.commitWord = record.expectedCommitWord();
-   alignas(sizeof(Record)) Record const whole = record;
-   writeBytes(&whole, sizeof(whole), offsetOf(record.block.slot));
+   writeBytes(&record, sizeof(record), offsetOf(record.block.slot));
 }
 
 void Index::writeBytes(void const* bytes, std::size_t size, std::uint64_t offset)
 {
-   ssize_t const written = systemCalls.pwrite(file_.number(), bytes, size, static_cast<off_t>(offset));
-   if (written != static_cast<ssize_t>(size)) {
-      refuse(
-         "index '", path_, "' cannot be written: ", systemText(written < 0 ? errno : ENOSPC),
-         "; free memory in its file system");
+   // In one piece, commit word and all: source and destination each lie in one page, and the kernel lets a process die,
+   // or a file system cut a write short, only between pages.
+   alignas(sizeof(Record)) std::array<char, sizeof(Record)> piece;
+   std::memcpy(piece.data(), bytes, size);
+   for (std::size_t done = 0; done < size;) {
+      auto const place = static_cast<off_t>(offset + done);
+      ssize_t const written = systemCalls.pwrite(file_.number(), piece.data() + done, size - done, place);
+      if (written <= 0) {
+         refuse(
+            "index '", path_, "' cannot be written: ", systemText(written < 0 ? errno : ENOSPC),
+            "; free memory in its file system");
+      }
+      done += static_cast<std::size_t>(written);
    }
 }
 
@@ -231,12 +237,17 @@ Record Index::readBytes(std::uint32_t slot) const
 
 void Index::readBytes(std::uint32_t slot, Record* records, std::uint32_t count) const
 {
+   auto* const bytes = reinterpret_cast<char*>(records);
    std::size_t const size = count * sizeof(Record);
-   ssize_t const got = systemCalls.pread(file_.number(), records, size, static_cast<off_t>(offsetOf(slot)));
-   if (got < 0) {
-      refuse("index '", path_, "' cannot be read: ", systemText(errno));
+   std::size_t done = 0;
+   // A read may stop before a page that cannot be had: the rest is not free, it is not known.
+   for (ssize_t got = 1; got != 0 && done < size; done += static_cast<std::size_t>(got)) {
+      got = systemCalls.pread(file_.number(), bytes + done, size - done, static_cast<off_t>(offsetOf(slot) + done));
+      if (got < 0) {
+         refuse("index '", path_, "' cannot be read: ", systemText(errno));
+      }
    }
-   std::memset(reinterpret_cast<char*>(records) + got, 0, size - static_cast<std::size_t>(got));
+   std::memset(bytes + done, 0, size - done);
 }
 
 std::uint32_t Index::slotCountOfFile() const

@@ -1,4 +1,5 @@
 #include "src/Index.h"
+#include "src/SystemCalls.h"
 #include "test/support/RefusalOf.h"
 #include "test/support/TemporaryDirectory.h"
 #include <cstring>
@@ -375,4 +376,57 @@ TEST_F(IndexTest, aDescriptorThatSomebodyElseHasClosedIsNoticed)
    EXPECT_EQ(
       refusalOf([&] { namesFrom(sut); }),
       "the descriptor of index '" + path_ + "' was closed by another part of this process; close only your own");
+}
+
+/// While it lives, the system reads and writes at most some bytes at a time.
+class ShortCalls {
+public:
+   ShortCalls()
+   {
+      real_ = systemCalls;
+      systemCalls.pread = [](int number, void* bytes, std::size_t size, off_t offset) {
+         return real_.pread(number, bytes, std::min(size, step), offset);
+      };
+      systemCalls.pwrite = [](int number, void const* bytes, std::size_t size, off_t offset) {
+         isInOnePage_ = isInOnePage_ && (size < sizeof(Record) || reinterpret_cast<std::uintptr_t>(bytes) % 1024 == 0);
+         return real_.pwrite(number, bytes, std::min(size, step / 2), offset);
+      };
+   }
+
+   ~ShortCalls() { systemCalls = real_; }
+
+   static bool isInOnePage() { return isInOnePage_; }
+
+private:
+   static constexpr std::size_t step = 1500;
+   static inline SystemCalls real_ = {};
+   static inline bool isInOnePage_ = true;
+};
+
+TEST_F(IndexTest, aReadThatStopsEarlyDoesNotMakeSlotsFree)
+{
+   Index other = Index::create(place_, "boot");
+   for (std::uint32_t slot = 0; slot < 5; ++slot) {
+      other.write(record(slot, std::to_string(slot)));
+   }
+   Index sut = Index::open(place_);
+   ShortCalls const calls;
+
+   EXPECT_EQ(namesFrom(sut), (Names{"0", "1", "2", "3", "4"}));
+   EXPECT_EQ(sut.slotForNew(), 5U);
+}
+
+TEST_F(IndexTest, headerAndRecordsAreWrittenWholeAndFromWithinOnePage)
+{
+   ShortCalls const calls;
+   Index sut = Index::create(place_, "boot");
+   sut.write(record(0, "a"));
+   sut.write(record(0, "b"));
+   sut.clear(0);
+   sut.write(record(0, "c"));
+   sut.bootIdIs("another boot");
+
+   EXPECT_TRUE(calls.isInOnePage());
+   Index whole = Index::open(place_);
+   EXPECT_EQ(namesFrom(whole), Names{"c"});
 }
