@@ -310,6 +310,9 @@ void BlockMaker::free(Entry& block)
 
 std::uint32_t BlockMaker::dropEmptyArenas()
 {
+   if (!damagedSlots().empty()) {
+      return 0; // one of them may be the record of a block in an arena that looks empty
+   }
    std::vector<Entry*> const empty = catalog_.emptyArenas();
    for (Entry* const arena : empty) {
       Block const freed = arena->block;
@@ -327,9 +330,7 @@ Collected BlockMaker::collect()
 {
    Collected collected = {};
    std::set<std::uint32_t> const damaged = damagedSlots();
-   if (damaged.empty()) {
-      collected.arenas = dropEmptyArenas();
-   }
+   collected.arenas = dropEmptyArenas();
    std::set<std::string> recorded;
    for (Entry const& entry : catalog_.entries()) {
       if (!entry.block.isPacked()) {

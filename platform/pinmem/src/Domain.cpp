@@ -173,7 +173,7 @@ std::uint64_t Domain::map(std::string_view name)
          refuse("the memory of this block is gone; allocate it again");
       }
       use(*block);
-      region = catalog_.regionOf(*block);
+      region = &regionOf(*block);
    }
    ++block->mapCount;
    return addressIn(*region, *block);
@@ -186,7 +186,7 @@ void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
    if (block == nullptr || block->mapCount == 0) {
       refuse("this block is not mapped in this process; each pinmem_map wants one pinmem_unmap");
    }
-   std::uint64_t const address = addressIn(*catalog_.regionOf(*block), *block);
+   std::uint64_t const address = addressIn(regionOf(*block), *block);
    if (address != addressVirtual) {
       refuse(
          "this block is mapped at ", reinterpret_cast<void*>(address), ", not at ",
@@ -450,8 +450,15 @@ bool Domain::isThere(Entry& block)
 void Domain::use(Entry& block)
 {
    Entry& region = regionOf(block);
-   maker_.attach(region);
-   users_.hold(block.block.slot);
+   users_.hold(block.block.slot); // first: what is mapped must not be freed
+   try {
+      maker_.attach(region);
+   } catch (...) {
+      if (!block.isHeld) {
+         users_.release(block.block.slot);
+      }
+      throw;
+   }
    if (block.block.isPacked()) {
       block.block.addressBus = region.block.addressBus + block.block.offset;
    }

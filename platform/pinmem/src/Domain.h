@@ -88,6 +88,9 @@ private:
    Entry* findHeld(std::string_view name);
    /// Maps the region of a block that this process holds and returns it; null: the index must tell.
    Entry* tryAttach(Entry& block);
+   /// The region that holds the block.
+   /// @throws Refusal  when the index does not have it
+   Entry& regionOf(Entry& block);
    void checkConflict(Block const& block, std::uint32_t size, std::uint32_t flags) const;
 
    /// What is wrong with a region's memory; "" for nothing.
@@ -113,13 +116,11 @@ private:
    /// The same, for use.
    /// @throws Refusal  when it is another user's
    Entry* confirmOwn(std::string_view name);
-   /// The region that holds the block.
-   /// @throws Refusal  when the index does not have it
-   Entry& regionOf(Entry& block);
    /// Whether the block's memory is there.
    bool isThere(Entry& block);
    /// Counts this process in as the block's user and maps the region that holds it.
    void use(Entry& block);
+
    std::mutex mutex_;
    DomainPlace place_;
    std::uint64_t lockNumber_;

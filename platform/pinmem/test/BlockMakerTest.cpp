@@ -188,6 +188,16 @@ TEST_F(BlockMakerTest, collectSparesTheFileOfADamagedRecordAndAllArenasThen)
    EXPECT_TRUE(std::filesystem::exists(control_ + "/data/00000003-00000001"));
 }
 
+TEST_F(BlockMakerTest, freeingSparesAnArenaThatLooksEmptyWhileARecordIsDamaged)
+{
+   makeThree();
+   spoilIndex(sizeof(IndexHeader) + 2 * sizeof(Record) + offsetof(Record, nameBytes)); // that of "other"
+
+   EXPECT_EQ(open()->free("small"), Domain::Freed::freed);
+
+   EXPECT_TRUE(std::filesystem::exists(control_ + "/data/00000000-00000001"));
+}
+
 TEST_F(BlockMakerTest, aKillAtEachStepOfFreeingLeavesAllOfItOrNothing)
 {
    Fate fate = Fate::killed;

@@ -331,6 +331,18 @@ TEST_F(DomainRecoveryTest, aBlockWhoseArenaHasADamagedRecordIsRefused)
    EXPECT_EQ(sut->damaged(), (std::set<std::uint32_t>{0, 1}));
 }
 
+TEST_F(DomainRecoveryTest, aMappedBlockWhoseArenasRecordIsDamagedLaterIsUnmappedWithARefusal)
+{
+   auto const sut = open();
+   sut->allocate("a", 100, "", 0);
+   std::uint64_t const address = sut->map("a");
+   spoilIndex(sizeof(IndexHeader) + offsetof(Record, block.capacity));
+   refusalOf([&] { sut->faults(); }); // reads all again
+
+   EXPECT_NE(refusalOf([&] { sut->unmap("a", address); }).find("record 0 of index"), std::string::npos);
+   EXPECT_NE(refusalOf([&] { sut->map("a"); }).find("record 0 of index"), std::string::npos);
+}
+
 TEST_F(DomainRecoveryTest, blocksOfAnArenaComeBackOneAfterTheOtherAfterABootAlsoWhileOthersRun)
 {
    std::uint64_t const addressOne = open()->allocate("a", 100, "", 0);
