@@ -135,18 +135,9 @@ public:
    template <class Clone, class Dispose>
    void cloneFrom(RbTreeMap const& other, Clone clone, Dispose dispose)
    {
-      auto const* from = other.root();
-      if (from == nullptr) {
-         return;
+      if (!other.empty()) {
+         rootIs(cloneTree(other.root(), clone, dispose), other.size());
       }
-      auto* const top = &clone(*nodeOf(from))->link_;
-      try {
-         cloneBelow(from, top, clone);
-      } catch (...) {
-         disposeTree(top, dispose);
-         throw;
-      }
-      rootIs(top, other.size());
    }
 
 private:
@@ -176,29 +167,33 @@ private:
       return nodeOf(found);
    }
 
-   /// Gives `to`, a copy, copies of all that is below `from`; at every step what has been made is a tree. Recurs as deep
-   /// as the tree is.
-   template <class Clone>
-   static void cloneBelow(Link const* from, Link* to, Clone& clone)
+   /// Copies the tree below `from` in the order of the keys, so that a walk over the copy goes forward through memory. Recurs
+   /// as deep as the tree is.
+   template <class Clone, class Dispose>
+   static Link* cloneTree(Link const* from, Clone& clone, Dispose& dispose)
    {
+      Link* made = nullptr; // at every step what has been made is a tree
       auto const cloneChild = [&](Side side) {
          auto const* const child = from->child[side];
-         auto* const made = &clone(*nodeOf(child))->link_;
-         made->parentIs(to, child->colour());
-         to->child[side] = made;
-         return made;
+         return child != nullptr ? cloneTree(child, clone, dispose) : nullptr;
       };
-      for (;;) {
-         if (from->child[smaller] != nullptr) {
-            auto* const made = cloneChild(smaller);
-            cloneBelow(from->child[smaller], made, clone);
+      auto const join = [&](Link* child, Side side) {
+         if (child != nullptr) {
+            child->parentIs(made, from->child[side]->colour());
+            made->child[side] = child;
          }
-         if (from->child[greater] == nullptr) {
-            return;
-         }
-         to = cloneChild(greater);
-         from = from->child[greater];
+      };
+      try {
+         made = cloneChild(smaller);
+         auto* const below = made;
+         made = &clone(*nodeOf(from))->link_;
+         join(below, smaller);
+         join(cloneChild(greater), greater);
+      } catch (...) {
+         disposeTree(made, dispose);
+         throw;
       }
+      return made;
    }
 
    /// Turns the tree into a list on the way, so that no stack is needed.
