@@ -9,6 +9,7 @@
 #include <iostream>
 #include <map>
 #include <set>
+#include <unistd.h>
 
 namespace pinmem_lib::Commands {
 
@@ -109,6 +110,18 @@ void complainSimulated(Settings const& settings, Domain& domain, std::vector<Lis
             count, " of the blocks have simulated bus addresses, which no device can reach; PINMEM_BACKEND=shm "
                    "says that this is meant, 'pinmemctl doctor' why it is so"));
    }
+}
+
+/// Why no domain can be made; "" when one can.
+std::string placeObstacle(Settings const& settings)
+{
+   std::string const folder = settings.directory.value_or("/dev/shm");
+   std::string const own = folder + "/pinmem-" + std::to_string(::geteuid());
+   return ::access(own.c_str(), W_OK | X_OK) == 0 || ::access(folder.c_str(), W_OK | X_OK) == 0
+             ? ""
+             : join(
+                  "no domain can be made in '", printable(folder), "': ", systemText(errno),
+                  "; make it writable for this user, or name another place with PINMEM_DIR");
 }
 
 } // namespace
@@ -242,19 +255,16 @@ Exit removeDomain(Settings const& settings)
 Exit doctor(Settings const& settings, bool isJson)
 {
    checkBackendOf(settings, BlockFlags::ordinary); // `iommu` is answered below
+   Diagnosis diagnosis = {settings.backend, placeObstacle(settings), {}};
    std::unique_ptr<Domain> domain;
-   Exit status = Exit::done;
    try {
       domain = Domain::open(settings, {}, Directory::Missing::leave);
    } catch (Refusal const& refusal) {
-      complain(settings, refusal.what());
-      status = Exit::refused;
+      diagnosis.domainObstacle = refusal.what();
    }
-   Diagnosis const diagnosis = {
-      settings.backend, domain != nullptr ? domain->findings()
-                                          : Backends::findingsWithoutDomain(settings.directory.value_or("/dev/shm"))};
+   diagnosis.findings = domain != nullptr ? domain->findings() : Backends::findingsWithoutDomain();
    isJson ? writeDiagnosisJson(std::cout, diagnosis) : writeDiagnosis(std::cout, diagnosis);
-   return flushed(settings, diagnosis.taken().empty() ? Exit::refused : status);
+   return flushed(settings, diagnosis.taken().empty() ? Exit::refused : Exit::done);
 }
 
 } // namespace pinmem_lib::Commands

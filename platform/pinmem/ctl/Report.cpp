@@ -131,11 +131,14 @@ std::string Diagnosis::taken() const
    auto const found = std::find_if(findings.begin(), findings.end(), [&](Backends::Finding const& finding) {
       return finding.obstacles.empty() && (backend == "auto" || backend == finding.backend);
    });
-   return found == findings.end() ? "" : found->backend;
+   return found == findings.end() || !domainObstacle.empty() ? "" : found->backend;
 }
 
 void writeDiagnosis(std::ostream& stream, Diagnosis const& diagnosis)
 {
+   if (!diagnosis.domainObstacle.empty()) {
+      stream << "domain: " << diagnosis.domainObstacle << '\n';
+   }
    for (auto const& [backend, obstacles] : diagnosis.findings) {
       for (std::string const& obstacle : obstacles) {
          stream << backend << ": " << obstacle << '\n';
@@ -157,7 +160,10 @@ void writeDiagnosisJson(std::ostream& stream, Diagnosis const& diagnosis)
       array.push_back({{"backend", backend}, {"isUsable", obstacles.empty()}, {"obstacles", obstacles}});
    }
    nlohmann::ordered_json const document = {
-      {"backends", array}, {"wanted", diagnosis.backend}, {"taken", diagnosis.taken()}};
+      {"domainObstacle", diagnosis.domainObstacle},
+      {"backends", array},
+      {"wanted", diagnosis.backend},
+      {"taken", diagnosis.taken()}};
    stream << document.dump(2) << '\n';
 }
 

@@ -28,7 +28,8 @@ void writeBlockJson(std::ostream& stream, Listed const& block);
 
 /// What `doctor` has found out.
 struct Diagnosis {
-   std::string backend; ///< what PINMEM_BACKEND says
+   std::string backend;        ///< what PINMEM_BACKEND says
+   std::string domainObstacle; ///< why the domain can neither be opened nor be made; "" when it can
    std::vector<Backends::Finding> findings;
 
    /// The backend that a new block of DMA memory gets with that setting; "" when it is refused.

@@ -1,10 +1,6 @@
 #include "src/Backends.h"
 #include "src/BlockFlags.h"
 #include "src/Refusal.h"
-#include "src/SystemCalls.h"
-#include <cerrno>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace pinmem_lib {
 
@@ -66,22 +62,9 @@ std::vector<Backends::Finding> Backends::findings(bool isHugetlbInUse) const
    return {{"iommu", {noIommu}}, {"hugetlb", hugetlb_.obstacles(isHugetlbInUse)}, {"shm", {}}};
 }
 
-std::vector<Backends::Finding> Backends::findingsWithoutDomain(std::string const& memory, HugetlbRoots const& roots)
+std::vector<Backends::Finding> Backends::findingsWithoutDomain(HugetlbRoots const& roots)
 {
-   std::vector<Finding> findings = {
-      {"iommu", {noIommu}}, {"hugetlb", HugetlbBackend("", roots, {}).obstacles(false)}, {"shm", {}}};
-   std::string const own = memory + "/pinmem-" + std::to_string(::geteuid());
-   if (
-      systemCalls.faccessat(AT_FDCWD, own.c_str(), W_OK | X_OK, AT_EACCESS) != 0 &&
-      systemCalls.faccessat(AT_FDCWD, memory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-      // Every backend keeps its index and its ordinary memory there.
-      for (Finding& finding : findings) {
-         finding.obstacles.push_back(join(
-            "no domain can be made in '", printable(memory), "': ", systemText(errno),
-            "; make it writable for this user, or name another place with PINMEM_DIR"));
-      }
-   }
-   return findings;
+   return {{"iommu", {noIommu}}, {"hugetlb", HugetlbBackend("", roots, {}).obstacles(false)}, {"shm", {}}};
 }
 
 } // namespace pinmem_lib

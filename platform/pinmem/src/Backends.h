@@ -41,8 +41,7 @@ public:
    std::vector<Finding> findings(bool isHugetlbInUse) const;
 
    /// The same where there is no domain yet.
-   /// @param memory  the folder in which its folder would be made
-   static std::vector<Finding> findingsWithoutDomain(std::string const& memory, HugetlbRoots const& roots = {});
+   static std::vector<Finding> findingsWithoutDomain(HugetlbRoots const& roots = {});
 
    HugetlbBackend& hugetlb() { return hugetlb_; }
 

@@ -76,7 +76,7 @@ TEST(Backends, everythingThatStandsInTheWayIsFoundAtOnce)
    std::ofstream(place / "iommu_groups/4/type") << "DMA";
    HugetlbRoots const roots = {.mountInfo = "/dev/null", .pageMap = "/nowhere", .kernel = place.path()};
 
-   std::vector<Backends::Finding> const sut = Backends::findingsWithoutDomain(place.path(), roots);
+   std::vector<Backends::Finding> const sut = Backends::findingsWithoutDomain(roots);
 
    std::vector<std::string> const& obstacles = sut[1].obstacles;
    ASSERT_EQ(obstacles.size(), 4U);
@@ -85,17 +85,6 @@ TEST(Backends, everythingThatStandsInTheWayIsFoundAtOnce)
    EXPECT_EQ(obstacles[2].rfind("the pool of 2 MiB pages is empty", 0), 0U);
    EXPECT_EQ(obstacles[3], PageMap::describe(PageMap::Sight::closed));
    EXPECT_TRUE(sut[2].obstacles.empty());
-}
-
-TEST(Backends, withoutAPlaceForTheDomainNothingCanBeUsed)
-{
-   std::vector<Backends::Finding> const sut = Backends::findingsWithoutDomain("/no\nwhere", bare);
-
-   constexpr char expected[] = "no domain can be made in '/no\\x0awhere': No such file or directory; make it writable "
-                               "for this user, or name another place with PINMEM_DIR";
-   for (Backends::Finding const& finding : sut) {
-      EXPECT_EQ(finding.obstacles.back(), expected) << finding.backend;
-   }
 }
 
 TEST(Backends, eachBlockIsItsMakersAndAnUnknownMakerIsRefused)
