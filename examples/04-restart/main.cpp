@@ -1,6 +1,7 @@
 // An agent is killed in the middle of a write; its next process finds the same bytes at the same bus addresses, takes over
 // what is whole and clears what is not. The program is both processes, one after the other.
 
+#include "PageMap.h"
 #include "Transmitter.h"
 
 #include <Quorvel/Core/Memory/Entity/Manager.h>
@@ -73,6 +74,27 @@ void firstProcess()
    });
 }
 
+/// Looks up where the entries' packets are now, unless their bus addresses are simulated.
+void showPageMap(Transmitter const& transmitter)
+{
+   constexpr auto simulatedBit = std::uint64_t{1} << 63;
+   std::uint32_t same = 0;
+   std::uint32_t other = 0;
+   std::uint32_t hidden = 0; // from a process without privilege
+   for (auto const& [sequence, entry] : transmitter.queued) {
+      auto const addressBus = transmitter.descriptor(entry).address;
+      if ((addressBus & simulatedBit) != 0) {
+         std::puts("page map: not asked, these bus addresses are simulated");
+         return;
+      }
+      auto const physical = physicalAddress(transmitter.packet(entry).data());
+      ++(physical == addressBus ? same : physical == 0 ? hidden : other);
+   }
+   std::printf(
+      "page map: packets at the physical addresses that the card was given: %u, at others: %u, not shown: %u\n", same,
+      other, hidden);
+}
+
 void secondProcess()
 {
    auto const transmitter = mounted(); // runs the synchronizer for every entry
@@ -91,6 +113,7 @@ void secondProcess()
    std::printf(
       "entries recovered: %zu, at the same bus addresses as before: %u, half-written and cleared: %zu\n",
       transmitter->queued.size(), inPlace, transmitter->repaired.size());
+   showPageMap(*transmitter);
 
    std::puts("the second process goes on where the first one was");
    for (auto const entry : transmitter->repaired) {
