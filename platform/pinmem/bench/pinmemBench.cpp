@@ -27,6 +27,7 @@ Settings settingsIn(pinmem_test::TemporaryDirectory const& place)
 {
    Settings settings;
    settings.directory = place.path();
+   settings.backend = "shm"; // also where huge pages are at hand
    return settings;
 }
 
