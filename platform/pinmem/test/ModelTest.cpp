@@ -1,7 +1,9 @@
 // Several processes at once, against a map in memory: each works on names of its own at random, and all share a domain.
+#include "src/BlockFlags.h"
 #include "src/Domain.h"
 #include "test/support/DomainFixture.h"
 #include "test/support/RefusalOf.h"
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -15,7 +17,13 @@ using namespace pinmem_test;
 namespace {
 
 constexpr unsigned processCount = 4;
-constexpr int stepCount = 400; // of each process; a soak raises it
+
+/// Steps of each process: as many as QUORVEL_SOAK_ROUNDS says.
+int stepsToTake()
+{
+   char const* const setting = std::getenv("QUORVEL_SOAK_ROUNDS");
+   return setting != nullptr ? std::stoi(setting) : 400;
+}
 
 /// What one process expects.
 class Model {
@@ -42,26 +50,33 @@ public:
 private:
    struct Expected {
       std::uint32_t size;
+      std::uint32_t flags;
       std::uint64_t address;
       char byte;
    };
 
+   /// A block to be made: small, or now and then with memory of its own.
+   Expected fresh()
+   {
+      constexpr std::uint32_t kinds[] = {BlockFlags::dmaFrugal, BlockFlags::ordinary, BlockFlags::dmaRoomy};
+      auto const size = random_() % 50 == 0 ? 1U << 20 : static_cast<std::uint32_t>(random_() % 9000 + 1);
+      return {size, kinds[random_() % std::size(kinds)], 0, '\0'};
+   }
+
    std::string use(std::string const& name)
    {
       auto const known = blocks_.find(name);
-      std::uint32_t const size =
-         known != blocks_.end() ? known->second.size : static_cast<std::uint32_t>(random_() % 9000 + 1);
-      std::uint32_t const actual = random_() % 50 == 0 && known == blocks_.end() ? 1U << 20 : size;
-      std::uint64_t const address = domain_->allocate(name, actual, "model", 4);
+      Expected expected = known != blocks_.end() ? known->second : fresh();
+      std::uint64_t const address = domain_->allocate(name, expected.size, "model", expected.flags);
       auto* const memory = reinterpret_cast<char*>(static_cast<std::uintptr_t>(domain_->map(name)));
-      char const before = known == blocks_.end() ? '\0' : known->second.byte;
-      bool const isAsBefore = std::string_view(memory, actual) == std::string(actual, before);
-      if (!isAsBefore || (known != blocks_.end() && address != known->second.address)) {
+      bool const isAsBefore = std::string_view(memory, expected.size) == std::string(expected.size, expected.byte);
+      if (!isAsBefore || (known != blocks_.end() && address != expected.address)) {
          return name + " has other bytes or another address";
       }
-      auto const byte = static_cast<char>(random_());
-      std::memset(memory, byte, actual);
-      blocks_[name] = {actual, address, byte};
+      expected.address = address;
+      expected.byte = static_cast<char>(random_());
+      std::memset(memory, expected.byte, expected.size);
+      blocks_[name] = expected;
       domain_->unmap(name, reinterpret_cast<std::uintptr_t>(memory));
       return "";
    }
@@ -101,6 +116,17 @@ protected:
       }
       return child;
    }
+
+   /// What a dead process has left is whole and nobody's.
+   void freeAllOf(unsigned number) const
+   {
+      auto const domain = open();
+      for (Record const& record : domain->records()) {
+         if (std::string_view const name = record.name(); name.rfind(std::to_string(number) + ".", 0) == 0) {
+            EXPECT_EQ(domain->free(name), Domain::Freed::freed) << name;
+         }
+      }
+   }
 };
 
 } // namespace
@@ -109,7 +135,7 @@ TEST_F(ModelTest, processesThatAllocateAndFreeAtOnceNeverMeet)
 {
    std::vector<pid_t> children;
    for (unsigned number = 0; number < processCount; ++number) {
-      children.push_back(start(number, stepCount));
+      children.push_back(start(number, stepsToTake()));
    }
    for (pid_t const child : children) {
       int status = 0;
@@ -128,8 +154,9 @@ TEST_F(ModelTest, processesThatAllocateAndFreeAtOnceNeverMeet)
 
 TEST_F(ModelTest, oneThatIsKilledAtAnyTimeDoesNotHurtTheOthers)
 {
-   pid_t const steady = start(0, stepCount);
-   for (unsigned round = 1; round <= 20; ++round) {
+   pid_t const steady = start(0, stepsToTake());
+   unsigned const rounds = static_cast<unsigned>(stepsToTake()) / 20;
+   for (unsigned round = 1; round <= rounds; ++round) {
       std::size_t const before = open()->records().size();
       pid_t const victim = start(round, 1000000);
       while (open()->records().size() < before + 3 && ::waitpid(victim, nullptr, WNOHANG) == 0) {
@@ -137,6 +164,7 @@ TEST_F(ModelTest, oneThatIsKilledAtAnyTimeDoesNotHurtTheOthers)
       }
       ::kill(victim, SIGKILL);
       ::waitpid(victim, nullptr, 0);
+      freeAllOf(round);
    }
    int status = 0;
    ::waitpid(steady, &status, 0);
