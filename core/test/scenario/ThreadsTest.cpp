@@ -4,6 +4,7 @@
 #include "support/TestMount.h"
 
 #include <Quorvel/Core/Memory/Control/Detail/StoreChunk.h>
+#include <Quorvel/Core/Memory/Entity/Manager.h>
 
 #include <Kro/Exception.h>
 #include <Kro/GenericIf.h>
@@ -22,23 +23,37 @@ namespace {
 
 using Quorvel::Core::Memory::Control::Collection;
 using Quorvel::Core::Memory::Control::Detail::StoreChunk;
+using Quorvel::Core::Memory::Entity::Manager;
 using Quorvel::Core::Test::onThreads;
 using Quorvel::Core::Test::RingEntry;
 using Quorvel::Core::Test::TestMount;
+using Quorvel::Core::Test::threadCount;
+
+/// Uses on many threads at once what nobody has used before.
+template <class Singleton>
+void expectOne(Orvo::Ptr<Singleton> (*firstUse)())
+{
+   ASSERT_EQ(Singleton::memAllocationTracker_.allocations(), 0U);
+   std::array<Orvo::Ptr<Singleton>, threadCount> found;
+
+   onThreads([&](std::size_t i) { found[i] = firstUse(); });
+
+   for (auto const& singleton : found) {
+      EXPECT_NE(singleton, nullptr);
+      EXPECT_EQ(singleton, found[0]);
+   }
+   EXPECT_EQ(Singleton::memAllocationTracker_.allocations(), 1U);
+}
 
 // The first of this program: ctest runs each test in a process of its own.
 TEST(Threads, firstUseOfTheStoreGivesOneStore)
 {
-   ASSERT_EQ(StoreChunk::memAllocationTracker_.allocations(), 0U);
-   std::array<Orvo::Ptr<StoreChunk>, 8> found;
+   expectOne(&StoreChunk::instance);
+}
 
-   onThreads([&](std::size_t i) { found[i] = StoreChunk::instance(); });
-
-   for (auto const& store : found) {
-      EXPECT_NE(store, nullptr);
-      EXPECT_EQ(store, found[0]);
-   }
-   EXPECT_EQ(StoreChunk::memAllocationTracker_.allocations(), 1U);
+TEST(Threads, firstUseOfTheOrphanageGivesOneOrphanage)
+{
+   expectOne(&Manager::orphanage);
 }
 
 TEST(Threads, captureOfTheAgentNameTogetherKeepsTheOneOfTheLoad)
