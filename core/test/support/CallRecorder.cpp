@@ -1,5 +1,8 @@
 #include "support/CallRecorder.h"
 
+#include "support/TypeName.h"
+
+#include <Orvo/Node.h>
 #include <Orvo/Publisher.h>
 
 #include <algorithm>
@@ -88,7 +91,7 @@ using Initializer = void();
 
 /// The function that would be called without the recorder.
 template <class Function>
-Function* real(Function* /*standIn*/, char const* name) noexcept
+Function* real(Function* /*forItsType*/, char const* name) noexcept
 {
    auto* const function = ::dlsym(RTLD_NEXT, name);
    if (function == nullptr) {
@@ -170,5 +173,15 @@ void Orvo::Publisher::publishChangeRecursive(
    constexpr auto name =
       "_ZN4Orvo9Publisher22publishChangeRecursiveEsSt17basic_string_viewIcSt11char_traitsIcEERKNS_9ChangeKeyE";
    using Function = void(Publisher*, std::int16_t, std::string_view, ChangeKey const&);
-   reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name))(this, attribute, attributeName, key);
+   real(static_cast<Function*>(nullptr), name)(this, attribute, attributeName, key);
+}
+
+void Orvo::Node::nodeFlagSet(std::uint32_t flag, bool value) noexcept
+{
+   if (flag == 0x20000000 && !value) {
+      CallRecorder::record(
+         Kind::destruction, "destroy", Quorvel::Core::Test::typeName(typeid(*this)), __builtin_return_address(0));
+   }
+   using Function = void(Node*, std::uint32_t, bool);
+   real(static_cast<Function*>(nullptr), "_ZN4Orvo4Node11nodeFlagSetEjb")(this, flag, value);
 }

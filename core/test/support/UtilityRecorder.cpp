@@ -1,28 +1,14 @@
 #include "support/UtilityRecorder.h"
 
 #include "support/AllocationRecorder.h"
+#include "support/TypeName.h"
 
 #include <Quorvel/Utility/Affirm.h>
 #include <Quorvel/Utility/Raise.h>
 
-#include <cstdlib>
-#include <memory>
 #include <utility>
 
-#include <cxxabi.h>
-
 namespace Quorvel::Core::Test {
-namespace {
-
-std::string nameOf(std::type_info const& type)
-{
-   int status = 0;
-   std::unique_ptr<char, void (*)(void*)> const name(
-      abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
-   return name != nullptr ? name.get() : type.name();
-}
-
-} // namespace
 
 UtilityRecorder& UtilityRecorder::instance()
 {
@@ -44,7 +30,7 @@ namespace Test = Quorvel::Core::Test;
 void Quorvel::Utility::noteRaise(std::type_info const& exceptionType) noexcept
 {
    Test::AllocationRecorder::Pause const pause;
-   Test::UtilityRecorder::instance().record("raise " + Test::nameOf(exceptionType));
+   Test::UtilityRecorder::instance().record("raise " + Test::typeName(exceptionType));
 }
 
 void Quorvel::Utility::affirmFailed(char const* file, int line)
