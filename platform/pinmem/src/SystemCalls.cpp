@@ -13,7 +13,15 @@ namespace {
 
 int openFile(int directory, char const* path, int flags, mode_t mode)
 {
-   return ::openat(directory, path, flags, mode);
+   int const number = ::openat(directory, path, flags, mode);
+   if (number < 0 || number > STDERR_FILENO) {
+      return number;
+   }
+   int const higher = ::fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+   int const error = errno;
+   ::close(number);
+   errno = error;
+   return higher;
 }
 
 int lockRange(int number, int command, struct flock* range)

@@ -14,6 +14,8 @@ namespace pinmem_lib {
 ///
 /// Threads: entries are changed only while one thread runs.
 struct SystemCalls {
+   /// openat with O_CLOEXEC, but never with a number of the standard streams: a program that has closed those may write
+   /// to them all the same, and what it writes must not reach a file of ours.
    int (*openat)(int directory, char const* path, int flags, mode_t mode);
    int (*close)(int number);
    int (*fstat)(int number, struct stat* status);

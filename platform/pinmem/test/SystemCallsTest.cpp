@@ -8,6 +8,7 @@
 #include <iterator>
 #include <regex>
 #include <sstream>
+#include <sys/wait.h>
 
 using namespace pinmem_lib;
 using namespace pinmem_test;
@@ -141,6 +142,28 @@ TEST_F(SystemCallsTest, aSharedDomainIsMadeOrNotWhicheverCallFails)
    group_ = std::to_string(::getegid());
 
    failEachCall([] {}, [this] { open()->allocate("new", 100, "", 0); });
+}
+
+TEST_F(SystemCallsTest, noFileTakesTheNumberOfAStandardStreamThatIsClosed)
+{
+   pid_t const child = ::fork();
+   if (child == 0) {
+      auto const domain = open();
+      for (int number = 0; number <= STDERR_FILENO; ++number) {
+         ::close(number);
+      }
+      domain->allocate("packed", 100, "", 0);
+      open()->allocate("large", 1 << 20, "", 4);
+      int count = 0;
+      for (int number = 0; number <= STDERR_FILENO; ++number) {
+         count += ::fcntl(number, F_GETFD) < 0 ? 0 : 1;
+      }
+      ::_exit(count);
+   }
+   int status = 0;
+   ::waitpid(child, &status, 0);
+
+   EXPECT_EQ(status, 0);
 }
 
 TEST(SystemCallsOfSources, noSourceCallsTheSystemPastTheTable)
