@@ -70,6 +70,53 @@ TEST_F(BlockMakerTest, aBlockInUseIsNotFreed)
    EXPECT_EQ(sut->allocate("small", 100, "", 0), address);
 }
 
+TEST_F(BlockMakerTest, aBlockIsInUseByTheProcessThatMadeItUntilThatEnds)
+{
+   auto maker = open();
+   maker->allocate("new", 100, "", 0);
+   EXPECT_EQ(open()->free("new"), Domain::Freed::inUse);
+
+   maker.reset();
+
+   EXPECT_EQ(open()->free("new"), Domain::Freed::freed);
+}
+
+TEST_F(BlockMakerTest, aBlockWhoseRecordCannotBeWrittenTakesNeitherPlaceNorSlot)
+{
+   auto const sut = open();
+   std::uint64_t const address = sut->allocate("first", 64, "", 0);
+   static SystemCalls real = {};
+   real = systemCalls;
+   systemCalls.pwrite = [](int, void const*, std::size_t, off_t) -> ssize_t { return -1; };
+   EXPECT_NE(refusalOf([&] { sut->allocate("second", 64, "", 0); }), "");
+   systemCalls.pwrite = real.pwrite;
+
+   open()->allocate("third", 1 << 20, "", 4); // in the slot that the second would have had
+   EXPECT_EQ(open()->free("third"), Domain::Freed::freed);
+   EXPECT_EQ(sut->allocate("second", 64, "", 0), address + 64);
+}
+
+TEST_F(BlockMakerTest, theOldPlaceOfABlockThatComesBackLargerIsFree)
+{
+   std::uint64_t const address = open()->allocate("grown", 100, "", 0);
+   Index::open(Directory::open(control_, Directory::Trust::guarded)).bootIdIs("another boot");
+   auto const sut = open();
+   sut->allocate("grown", 8192, "", 0);
+
+   EXPECT_EQ(sut->allocate("new", 100, "", 0), address);
+}
+
+TEST_F(BlockMakerTest, memoryThatThisProcessHasMappedIsNotMadeAnew)
+{
+   makeThree();
+   auto const sut = open();
+   sut->allocate("small", 100, "", 0);
+   std::filesystem::remove(control_ + "/data/00000000-00000001");
+
+   EXPECT_NE(
+      refusalOf([&] { sut->allocate("other", 100, "", 0); }).find("memory of this block is gone"), std::string::npos);
+}
+
 TEST_F(BlockMakerTest, aPlaceThatWasUsedBeforeReadsAsZero)
 {
    makeThree();
