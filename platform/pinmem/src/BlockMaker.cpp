@@ -4,6 +4,7 @@
 #include "src/SystemCalls.h"
 #include <algorithm>
 #include <ctime>
+#include <new>
 #include <sstream>
 #include <unistd.h>
 
@@ -84,6 +85,16 @@ void BlockMaker::moveTo(Entry& region, std::uint64_t addressBus)
 }
 
 void BlockMaker::make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags)
+{
+   try {
+      makeAny(block, size, owner, flags);
+   } catch (std::bad_alloc const&) {
+      index_.readAgain(); // what is free in an arena may not be as the records have it
+      throw;
+   }
+}
+
+void BlockMaker::makeAny(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags)
 {
    Block const earlier = block.block;
    Block fresh = {};
@@ -172,7 +183,11 @@ void BlockMaker::record(Entry& block, Block fresh, std::string_view owner, void*
    Block const& earlier = block.block;
    bool const isMoved = earlier.arena != fresh.arena || earlier.offset != fresh.offset;
    if (Entry* const left = catalog_.regionOf(block); earlier.isPacked() && isMoved && left != nullptr) {
-      left->space.giveBack(earlier.offset, earlier.capacity);
+      try {
+         left->space.giveBack(earlier.offset, earlier.capacity);
+      } catch (std::bad_alloc const&) {
+         index_.readAgain(); // the block is made; its place is found to be free later
+      }
    }
    block.block = fresh;
    block.address = address;

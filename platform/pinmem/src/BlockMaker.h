@@ -56,6 +56,7 @@ private:
       fresh, ///< to be found
       kept   ///< of memory that is gone: the same place, and the same simulated bus address
    };
+   void makeAny(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags);
    void makePacked(Entry& block, Block fresh, std::string_view owner, Place place);
    void makeRegion(Entry& block, Block fresh, std::string_view owner, Place place);
    /// Makes the block what is described, mapped at `address` if it is a region; nothing may fail after it.

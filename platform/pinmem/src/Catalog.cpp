@@ -102,11 +102,16 @@ Entry& Catalog::keep(Entry entry)
 Entry& Catalog::insert(std::string_view name, Block const& block)
 {
    Entry& entry = keep(Entry{.name = std::string(name), .block = block});
-   if (name.empty()) {
-      entry.space = ArenaSpace(block.capacity);
-      arenas_[block.slot] = &entry;
-   } else {
-      byName_.insert(entry);
+   try {
+      if (name.empty()) {
+         entry.space = ArenaSpace(block.capacity);
+         arenas_[block.slot] = &entry;
+      } else {
+         byName_.insert(entry);
+      }
+   } catch (...) {
+      entries_.erase(entry.place);
+      throw;
    }
    return entry;
 }

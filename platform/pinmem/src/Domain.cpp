@@ -6,6 +6,7 @@
 #include "src/SystemCalls.h"
 #include <algorithm>
 #include <ctime>
+#include <new>
 #include <sstream>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -343,15 +344,20 @@ std::set<std::uint32_t> Domain::damaged()
 
 void Domain::refresh(std::vector<Record>* copies)
 {
-   index_.refresh(
-      [this] { catalog_.forget(); },
-      [&](Record const& record) {
-         catalog_.add(record);
-         if (copies != nullptr) {
-            copies->push_back(record);
-         }
-      });
-   catalog_.settle();
+   try {
+      index_.refresh(
+         [this] { catalog_.forget(); },
+         [&](Record const& record) {
+            catalog_.add(record);
+            if (copies != nullptr) {
+               copies->push_back(record);
+            }
+         });
+      catalog_.settle();
+   } catch (std::bad_alloc const&) {
+      index_.readAgain(); // a record may be taken in by half
+      throw;
+   }
 }
 
 Entry* Domain::findHeld(std::string_view name)

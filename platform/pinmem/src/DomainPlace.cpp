@@ -103,6 +103,7 @@ std::string DomainPlace::hugetlbFolder() const
    constexpr std::size_t shown = 200; // of a name that may fill a whole folder name
    std::string const name = control.path().substr(control.path().rfind('/') + 1, shown);
    std::ostringstream text;
+   text.exceptions(std::ios_base::badbit); // else a name that finds no memory is cut silently
    text << name << '.' << std::hex << status.st_dev << '-' << status.st_ino;
    return text.str();
 }

@@ -63,10 +63,12 @@ std::vector<HugetlbMount> HugetlbMount::all(std::string const& mountInfo)
 {
    std::vector<HugetlbMount> mounts;
    std::istringstream lines(textOfFile(mountInfo).value_or(""));
+   lines.exceptions(std::ios_base::badbit); // else mounts are passed over when there is no memory
    for (std::string line; std::getline(lines, line);) {
       // 36 35 98:0 /root /mount/point options ... - type source options
       std::size_t const separator = line.find(" - hugetlbfs ");
       std::istringstream words(line);
+      words.exceptions(std::ios_base::badbit);
       std::string path;
       for (int word = 0; word < 5; ++word) {
          words >> path;

@@ -146,7 +146,13 @@ std::size_t HugetlbBackend::pick(FileDescriptor const& file, Block& region, std:
 {
    std::uint64_t const size = region.pageSize;
    void* const address = RegionFiles::map(file, candidates * size);
-   PageMap::Answer const answer = pageMap_.read(address, candidates, size);
+   PageMap::Answer answer = {};
+   try {
+      answer = pageMap_.read(address, candidates, size);
+   } catch (...) {
+      systemCalls.munmap(address, candidates * size);
+      throw;
+   }
    systemCalls.munmap(address, candidates * size);
    if (answer.sight != PageMap::Sight::seen) {
       refuse(PageMap::describe(answer.sight));

@@ -185,7 +185,7 @@ void Index::write(Record const& record)
       ++slotCount_;
       try {
          writeHeader(IndexHeader::make(header_.bootId(), header_.changeCount, slotCount_));
-      } catch (Refusal const&) {
+      } catch (...) {
          // The record is there; the next one makes good for the count.
       }
       return;

@@ -26,6 +26,7 @@ template <typename... Parts>
 std::string join(Parts const&... parts)
 {
    std::ostringstream text;
+   text.exceptions(std::ios_base::badbit); // else a text that finds no memory is cut silently
    (text << ... << parts);
    return text.str();
 }

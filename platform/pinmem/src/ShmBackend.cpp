@@ -57,7 +57,7 @@ void* ShmBackend::create(Block& region, Reserve reserve)
          checkNodeOrUnmap(address, region.capacity);
       }
       return address;
-   } catch (Refusal const&) {
+   } catch (...) {
       files_.remove(region);
       throw;
    }
@@ -67,7 +67,7 @@ void ShmBackend::checkNodeOrUnmap(void* address, std::uint64_t size) const
 {
    try {
       checkNode(address, size, pageSize(), wish_);
-   } catch (Refusal const&) {
+   } catch (...) {
       systemCalls.munmap(address, size);
       throw;
    }
