@@ -29,6 +29,16 @@ protected:
       domain->allocate("large", 1 << 20, "", 4);
    }
 
+   /// Allocates while the index cannot be written.
+   static std::string refusalOfWrite(Domain& domain, std::string const& name)
+   {
+      auto* const real = systemCalls.pwrite;
+      systemCalls.pwrite = [](int, void const*, std::size_t, off_t) -> ssize_t { return -1; };
+      std::string const text = refusalOf([&] { domain.allocate(name, 64, "", 0); });
+      systemCalls.pwrite = real;
+      return text;
+   }
+
    /// As after a process that died before it wrote its record.
    void leaveFile(std::string const& name) const
    {
@@ -85,15 +95,12 @@ TEST_F(BlockMakerTest, aBlockWhoseRecordCannotBeWrittenTakesNeitherPlaceNorSlot)
 {
    auto const sut = open();
    std::uint64_t const address = sut->allocate("first", 64, "", 0);
-   static SystemCalls real = {};
-   real = systemCalls;
-   systemCalls.pwrite = [](int, void const*, std::size_t, off_t) -> ssize_t { return -1; };
-   EXPECT_NE(refusalOf([&] { sut->allocate("second", 64, "", 0); }), "");
-   systemCalls.pwrite = real.pwrite;
+   EXPECT_NE(refusalOfWrite(*sut, "second"), "");
 
-   open()->allocate("third", 1 << 20, "", 4); // in the slot that the second would have had
-   EXPECT_EQ(open()->free("third"), Domain::Freed::freed);
-   EXPECT_EQ(sut->allocate("second", 64, "", 0), address + 64);
+   EXPECT_EQ(sut->allocate("third", 64, "", 0), address + 64);
+   EXPECT_NE(refusalOfWrite(*sut, "fourth"), "");
+   open()->allocate("fifth", 1 << 20, "", 4); // in the slot that the fourth would have had
+   EXPECT_EQ(open()->free("fifth"), Domain::Freed::freed);
 }
 
 TEST_F(BlockMakerTest, theOldPlaceOfABlockThatComesBackLargerIsFree)
