@@ -136,14 +136,24 @@ TEST_F(PinmemctlRefusalsTest, aDomainOfAnotherUser)
    if (::geteuid() != 0) {
       GTEST_SKIP() << "only root can give files to another user";
    }
-   ASSERT_EQ(::chown(domain_.c_str(), 12345, 12345), 0);
+   for (auto const& entry : fs::recursive_directory_iterator(temporary_.path())) {
+      ASSERT_EQ(::chown(entry.path().c_str(), 12345, 12345), 0);
+   }
 
    std::string const text = "directory '" + domain_ +
                             "' belongs to user 12345, not to user 0; run this as user 12345, or use another place with "
                             "PINMEM_DIR";
-   for (auto const& commands : {looking_, making_, removing_}) {
-      expectOfEach(commands, 1, text);
+   expectOfEach(making_, 1, text);
+   expectOfEach(removing_, 1, text);
+   expectOfEach(
+      {{"free", "ring.rx"}, {"gc"}}, 1,
+      "the domain belongs to user 12345, and user 0 may only look at it; run this as that user");
+   for (Arguments const& command : std::vector<Arguments>{{"list"}, {"show", "ring.rx"}, {"check"}, {"doctor"}}) {
+      EXPECT_EQ(ctl(command), 0) << command[0];
+      EXPECT_EQ(errors_, "") << command[0];
    }
+   EXPECT_EQ(ctl({"show", "ring.rx"}), 0);
+   EXPECT_NE(output_.find("slice-a"), std::string::npos) << output_;
 }
 
 TEST_F(PinmemctlRefusalsTest, memoryThatIsGone)
