@@ -59,6 +59,9 @@ public:
 
    mapped_type* find(key_type key) noexcept { return valueOf(tree_.find(key)); }
 
+   /// Like `find`, in constant time for the greatest key and all behind it: what is asked while keys come in ascending order.
+   mapped_type const* findFromLast(key_type key) const noexcept { return valueOf(tree_.findFromLast(key)); }
+
    /// Sets the value under `key`: assigns to the one that is there, else adds a node.
    /// @return the value in the map; not to be used when the old value's destructor removes the key
    /// @throws whatever copying or assigning the value throws, and std::bad_alloc; nothing was added

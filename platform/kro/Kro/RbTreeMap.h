@@ -60,6 +60,17 @@ public:
       return nodeOf(at);
    }
 
+   /// Like `find`, in constant time for the greatest key and all behind it: what is asked while members come in ascending
+   /// order.
+   Node* findFromLast(Key key) const noexcept
+   {
+      auto* const greatest = last();
+      if (greatest == nullptr || keyOf(greatest) < key) {
+         return nullptr;
+      }
+      return keyOf(greatest) == key ? nodeOf(greatest) : find(key);
+   }
+
    Node* first() const noexcept { return nodeOf(RbTreeMapGeneric::first()); }
 
    /// The member with the smallest key that is not less than `key`.

@@ -67,6 +67,17 @@ TEST(OrderedMap, lowerBoundGivesTheFirstKeyThatIsNotLess)
    EXPECT_EQ(numbered({10}).lowerBound(11), Sut().end());
 }
 
+TEST(OrderedMap, findsTheSameFromTheLastOn)
+{
+   EXPECT_EQ(Sut().findFromLast(0), nullptr);
+
+   auto const sut = numbered({10, 20, 4294967295});
+   for (std::uint32_t const key : {0U, 10U, 15U, 20U, 21U, 4294967295U}) {
+      EXPECT_EQ(sut.findFromLast(key), sut.find(key)) << key;
+   }
+   EXPECT_EQ(numbered({10}).findFromLast(11), nullptr);
+}
+
 TEST(OrderedMap, aWalkVisitsWhatIsAddedAheadAndNotWhatIsAddedBehind)
 {
    auto sut = numbered({10, 20, 30});

@@ -106,7 +106,7 @@ void Collection::attributeDelAll()
 
 Detail::Group* Collection::group(std::uint32_t id) const
 {
-   auto const* found = group_.find(id);
+   auto const* found = group_.findFromLast(id);
    return found != nullptr ? found->get() : nullptr;
 }
 

@@ -39,7 +39,7 @@ Attribute::~Attribute()
 
 Group* Attribute::group(std::uint32_t id) const
 {
-   auto const* found = group_.find(id);
+   auto const* found = group_.findFromLast(id);
    return found != nullptr ? found->get() : nullptr;
 }
 
@@ -86,7 +86,7 @@ void Attribute::groupDelAll()
 
 Chunk* Attribute::chunk(std::uint32_t key) const
 {
-   auto const* found = chunk_.find(key);
+   auto const* found = chunk_.findFromLast(key);
    return found != nullptr ? found->get() : nullptr;
 }
 
