@@ -112,9 +112,18 @@ void complainSimulated(Settings const& settings, Domain& domain, std::vector<Lis
    }
 }
 
-/// Why no domain can be made; "" when one can.
+/// Why no domain can be made; "" when one can, or is there.
+/// @throws Refusal  when the domain is there, and this user can make no block in it
 std::string placeObstacle(Settings const& settings)
 {
+   std::optional<DomainPlace> const place =
+      DomainPlace::open(settings, {}, Directory::Missing::leave, Directory::Missing::leave);
+   if (place && place->isForeign) {
+      refuse("the domain belongs to another user, and may only be looked at; run this as that user");
+   }
+   if (place) {
+      return "";
+   }
    std::string const folder = settings.directory.value_or("/dev/shm");
    std::string const own = folder + "/pinmem-" + std::to_string(::geteuid());
    return ::access(own.c_str(), W_OK | X_OK) == 0 || ::access(folder.c_str(), W_OK | X_OK) == 0
@@ -255,9 +264,10 @@ Exit removeDomain(Settings const& settings)
 Exit doctor(Settings const& settings, bool isJson)
 {
    checkBackendOf(settings, BlockFlags::ordinary); // `iommu` is answered below
-   Diagnosis diagnosis = {settings.backend, placeObstacle(settings), {}};
+   Diagnosis diagnosis = {settings.backend, "", {}};
    std::unique_ptr<Domain> domain;
    try {
+      diagnosis.domainObstacle = placeObstacle(settings);
       domain = Domain::open(settings, {}, Directory::Missing::leave);
    } catch (Refusal const& refusal) {
       diagnosis.domainObstacle = refusal.what();

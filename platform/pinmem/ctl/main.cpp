@@ -8,7 +8,7 @@ using namespace pinmem_lib;
 
 constexpr char footer[] =
    "Environment: PINMEM_DOMAIN and PINMEM_DIR, as above; PINMEM_BACKEND, auto, hugetlb or shm, and PINMEM_NODE,\n"
-   "n or n!, for memory that prealloc makes.\n"
+   "n or n!, for memory that prealloc makes; PINMEM_GROUP, whose members may look.\n"
    "Exit status: 0 done; 1 refused, or faults were found; 2 wrong usage; 3 there is no such domain or block;\n"
    "4 the domain or block is in use. Reasons are on standard error. A name that begins with '-' follows '--'.";
 
