@@ -172,6 +172,17 @@ TEST_F(ControlCollectionAddress, resetOutsideAFieldsGroupsKeepsTheFieldsBeforeIt
    EXPECT_EQ(zeroedIn("third"), "");
 }
 
+TEST_F(ControlCollectionAddress, resetLooksForTheEntryOfAFieldOfNoBytesToo)
+{
+   auto const sut = make();
+   join(*sut, 1, 0, sut->groupIs(0, 0, 8), "none");
+
+   sut->reset(7);
+
+   EXPECT_EQ(zeroedIn("none"), "");
+   EXPECT_EQ(messageOf<Kro::RangeException>([&] { sut->reset(8); }), "index 8 is out of range.");
+}
+
 TEST_F(ControlCollectionAddress, resetOfACollectionWithoutAttributesDoesNothing)
 {
    make()->reset(4294967295U);

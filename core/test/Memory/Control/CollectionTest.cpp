@@ -73,11 +73,14 @@ TEST_F(ControlCollection, attributeIsRefusesAnotherSize)
 {
    auto const sut = make();
    auto const made = sut->attributeIs(5, 8);
+   sut->attributeIs(-5, 8);
 
    auto const text = messageOf<Kro::ReinstantiatingException>([&] { sut->attributeIs(5, 16); });
+   auto const negative = messageOf<Kro::ReinstantiatingException>([&] { sut->attributeIs(-5, 4); });
 
    EXPECT_EQ(text, "Memory/Control/Collection attribute 5: size=16 is asked for, but size=8 exists");
-   EXPECT_EQ(sut->attribute().size(), 1U);
+   EXPECT_EQ(negative, "Memory/Control/Collection attribute -5: size=4 is asked for, but size=8 exists");
+   EXPECT_EQ(sut->attribute().size(), 2U);
    EXPECT_EQ(made->size(), 8U);
 }
 
@@ -169,10 +172,12 @@ TEST_F(ControlCollection, groupIsRefusesAnotherHeadAndThenAnotherSize)
    auto const head = messageOf<Kro::ReinstantiatingException>([&] { sut->groupIs(2, 11, 4); });
    auto const both = messageOf<Kro::ReinstantiatingException>([&] { sut->groupIs(2, 9, 5); });
    auto const size = messageOf<Kro::ReinstantiatingException>([&] { sut->groupIs(2, 10, 5); });
+   auto const smaller = messageOf<Kro::ReinstantiatingException>([&] { sut->groupIs(2, 10, 3); });
 
    EXPECT_EQ(head, "Memory/Control/Collection group 2: head=11 is asked for, but head=10 exists");
    EXPECT_EQ(both, "Memory/Control/Collection group 2: head=9 is asked for, but head=10 exists");
    EXPECT_EQ(size, "Memory/Control/Collection group 2: size=5 is asked for, but size=4 exists");
+   EXPECT_EQ(smaller, "Memory/Control/Collection group 2: size=3 is asked for, but size=4 exists");
    EXPECT_EQ(sut->group().size(), 1U);
    EXPECT_EQ(sut->group(2)->size(), 4U);
 }

@@ -3,15 +3,19 @@
 #include "support/ManagerTest.h"
 #include "support/RefusedAllocation.h"
 #include "support/TestMount.h"
+#include "support/UtilityRecorder.h"
 
 #include <Quorvel/Core/Memory/Entity/Manager.h>
 
+#include <Kro/Exception.h>
 #include <Quorvel/Utility/Affirm.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
+#include <stdexcept>
 
 namespace {
 
@@ -21,11 +25,14 @@ using Quorvel::Core::Memory::Entity::managerFactory;
 using Quorvel::Core::Test::AllocationRecorder;
 using Quorvel::Core::Test::BufferEntry;
 using Quorvel::Core::Test::describeMount;
+using Quorvel::Core::Test::describeOddMount;
 using Quorvel::Core::Test::Refusal;
 using Quorvel::Core::Test::refuseAllocation;
 using Quorvel::Core::Test::RingEntry;
 using Quorvel::Core::Test::TestMount;
+using Quorvel::Core::Test::UtilityRecorder;
 using Quorvel::Utility::AffirmException;
+using testing::ElementsAre;
 using testing::SizeIs;
 
 namespace Info = Quorvel::Core::Memory::Info;
@@ -148,6 +155,31 @@ TEST_F(EntityManagerFailure, unmountThatIsRefusedChangesNothingAndGoesWellLater)
       EXPECT_EQ(orphanage->info().size(), isPassed ? 0U : 1U);
    }
    EXPECT_GE(passed, 2U); // for the orphan and for its record
+}
+
+TEST_F(EntityManagerFailure, refusalsAreRaisedOnceEach)
+{
+   sut->mount(description);
+   sut->unmount("d/a");
+   sut->orphanIs("/m/zumem/d/a", sut->directory().get());
+   auto& utility = UtilityRecorder::instance();
+   utility.takeCalls();
+
+   EXPECT_THROW(sut->entify("b"), Kro::EntityNotFoundException);
+   EXPECT_THROW(sut->mount(description), AffirmException);
+   EXPECT_THROW(sut->mount(describeMount("d/a", "s")), std::invalid_argument);
+   EXPECT_THROW(sut->mount(describeMount("d/a/b", "s")), std::invalid_argument);
+   EXPECT_THROW(sut->mount(describeOddMount("text", "MountWithTextAsControl")), Kro::TypeException);
+   EXPECT_THROW(sut->mount(describeOddMount("null", "MountWithNullControl")), Kro::AttrNotFoundException);
+   EXPECT_THROW(sut->mount(describeOddMount("field", "MountWithoutStatus")), Kro::AttrNotFoundException);
+   EXPECT_THROW(sut->mount(describeOddMount("call", "MountWithoutSynchronizer")), std::bad_function_call);
+
+   EXPECT_THAT(
+      utility.takeCalls(),
+      ElementsAre(
+         "raise Kro::EntityNotFoundException", "affirm Memory/Entity/Manager.cpp", "raise std::invalid_argument",
+         "raise std::invalid_argument", "raise Kro::TypeException", "raise Kro::AttrNotFoundException",
+         "raise Kro::AttrNotFoundException", "raise std::bad_function_call"));
 }
 
 TEST_F(EntityManagerFailure, managerWhoseAllocationsAreRefusedOneAfterTheOtherLeaksNothing)

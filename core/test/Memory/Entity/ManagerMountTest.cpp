@@ -202,6 +202,25 @@ TEST_F(EntityManagerMount, mountPublishesTheNewChunksAlone)
    EXPECT_EQ(changes.changes().front(), "chunk(258) r.bytes.0");
 }
 
+TEST_F(EntityManagerMount, mountJoinsTheChunkOfAGroupWithoutEntriesToo)
+{
+   Info::Collection collection("ring");
+   collection.addGroup(0, 0);
+   collection.addNameAttribute("command");
+   collection.createChunk(0, "command", "none yet", 64, false);
+   Mount mount("a", "TestMount");
+   mount.collectionIs(collection);
+
+   sut->mount(mount);
+
+   auto const ring = mounted("a")->ring;
+   EXPECT_EQ(ring->capacity(), 0U);
+   ASSERT_NE(ring->group(0), nullptr);
+   EXPECT_EQ(ring->attribute(RingEntry::commandNumber)->group(0), ring->group(0));
+   EXPECT_EQ(ring->attribute(RingEntry::commandNumber)->chunk(0), store().chunk("none yet").get());
+   EXPECT_THAT(mounted("a")->synchronized, IsEmpty());
+}
+
 TEST_F(EntityManagerMount, capacityCountsGroupsWithoutChunks)
 {
    Info::Collection collection("ring");

@@ -86,11 +86,12 @@ TEST_F(ControlAttribute, groupIsReplacesAnotherGroupOfTheId)
 
 TEST_F(ControlAttribute, groupIsRefusesNull)
 {
+   auto const refusal = [&] { return messageOf<Kro::ArgNullPointerException>([&] { sut->groupIs(nullptr); }); };
+   EXPECT_EQ(refusal(), "Memory/Control/Collection: group cannot be null");
    sut->groupIs(groupOf(7, 0, 10));
 
-   auto const text = messageOf<Kro::ArgNullPointerException>([&] { sut->groupIs(nullptr); });
+   EXPECT_EQ(refusal(), "Memory/Control/Collection: group cannot be null");
 
-   EXPECT_EQ(text, "Memory/Control/Collection: group cannot be null");
    EXPECT_THAT(keysOf(sut->group()), ElementsAre(7));
 }
 
