@@ -1,3 +1,4 @@
+#include "support/ChangeRecorder.h"
 #include "support/MemoryTest.h"
 #include "support/MessageOf.h"
 #include "support/ReflectedType.h"
@@ -7,6 +8,7 @@
 #include <Quorvel/Core/Model/Modules.h>
 
 #include <Kro/Exception.h>
+#include <pinmem/pinmem.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,6 +24,7 @@ using Quorvel::Core::Memory::Control::Detail::Chunk;
 using Quorvel::Core::Memory::Control::Detail::Group;
 using Quorvel::Core::Memory::Control::Detail::StoreChunk;
 using Quorvel::Core::Test::attributesOf;
+using Quorvel::Core::Test::ChangeRecorder;
 using Quorvel::Core::Test::messageOf;
 using Quorvel::Core::Test::numbersNotRefused;
 using Quorvel::Core::Test::typesOf;
@@ -160,6 +163,18 @@ TEST_F(ModelChunk, fieldsOfAGroupStandInTheirOrder)
    EXPECT_LT(placeOf(*group, 131), placeOf(*group, 132));
 }
 
+TEST_F(ModelChunk, initializeAllocatesAndMapsAgain)
+{
+   auto const chunk = Orvo::make<Chunk>("ring", 64U, false);
+   pinmem.takeCalls();
+
+   EXPECT_EQ(GenericIf::ofNode(*chunk).call(135), Kro::success);
+
+   EXPECT_THAT(pinmem.takeCalls(), ElementsAre(testing::StartsWith("alloc 'ring' 64 "), "map 'ring'"));
+   // The chunk itself unmaps once; the second mapping is the caller's.
+   pinmem_unmap("ring", chunk->addressVirtual(), 0);
+}
+
 TEST_F(ModelChunk, terminateChangesNothing)
 {
    auto const chunk = Orvo::make<Chunk>("ring", 64U, false);
@@ -172,6 +187,34 @@ TEST_F(ModelChunk, terminateChangesNothing)
    EXPECT_EQ(sut.get(137, GenericIf::of(isTerminated)), Kro::success);
    EXPECT_FALSE(isTerminated);
    EXPECT_THAT(pinmem.takeCalls(), IsEmpty());
+}
+
+TEST_F(ModelChunk, readsAGroupByNumber)
+{
+   auto const group = Orvo::make<Group>(1U, 2U, 3U);
+   auto const sut = GenericIf::ofNode(*group);
+   std::uint32_t id = 0;
+   std::uint32_t head = 0;
+   std::uint32_t size = 0;
+
+   EXPECT_EQ(sut.get(130, GenericIf::of(id)), Kro::success);
+   EXPECT_EQ(sut.get(131, GenericIf::of(head)), Kro::success);
+   EXPECT_EQ(sut.get(132, GenericIf::of(size)), Kro::success);
+
+   EXPECT_EQ(id, 1U);
+   EXPECT_EQ(head, 2U);
+   EXPECT_EQ(size, 3U);
+}
+
+TEST_F(ModelChunk, readsTheNameOfAStoreByNumberWithoutItsDirectory)
+{
+   auto const directory = Orvo::make<Kro::Dir>("d");
+   auto const own = directory->createEntity(StoreChunk::kroType.name, "own");
+   Orvo::String name;
+
+   EXPECT_EQ(GenericIf::ofNode(*own).get(154, GenericIf::of(name)), Kro::success);
+
+   EXPECT_EQ(name, "own");
 }
 
 TEST_F(ModelChunk, callsTheStoreByNumber)
@@ -195,6 +238,18 @@ TEST_F(ModelChunk, callsTheStoreByNumber)
    EXPECT_EQ(sut.collectionDel(258, std::array{GenericIf::of(name)}, GenericIf::of(removed)), Kro::success);
    EXPECT_EQ(removed->useCount(), 1U);
    EXPECT_EQ(sut.collectionDelAll(258), Kro::success);
+}
+
+TEST_F(ModelChunk, handleChunkPublishesNothing)
+{
+   store().chunkIs("ring", 64, false);
+   ChangeRecorder const changes(*store().publisher());
+   Orvo::String name = "ring";
+
+   EXPECT_EQ(GenericIf::ofNode(store()).call(260, std::array{GenericIf::of(name)}), Kro::success);
+
+   EXPECT_THAT(changes.changes(), IsEmpty());
+   EXPECT_EQ(store().chunk().size(), 1U);
 }
 
 TEST_F(ModelChunk, instanceNeedsNoObject)

@@ -119,6 +119,17 @@ TEST_F(ModelManager, listsTheAttributesOfInfoAndOrphanage)
    EXPECT_THAT(numbersNotRefused(GenericIf::ofNode(*orphanage)), IsEmpty());
 }
 
+TEST_F(ModelManager, readsTheNameOfAnOrphanageByNumberWithoutItsDirectory)
+{
+   auto const directory = Orvo::make<Kro::Dir>("d");
+   auto const orphanage = directory->createEntity(Orphanage::kroType.name, "own");
+   Orvo::String name;
+
+   EXPECT_EQ(GenericIf::ofNode(*orphanage).get(154, GenericIf::of(name)), Kro::success);
+
+   EXPECT_EQ(name, "own");
+}
+
 TEST_F(ModelManager, hashesARecordLikeTheRecordItself)
 {
    Info info;

@@ -222,6 +222,11 @@ TEST(ModelMount, refusesACallWithOtherArgumentsButPassesTheOperationsOwnRefusal)
          sut.call(5, std::array{GenericIf::of(one), GenericIf::of(one)});
       }),
       "group with id=0 does not exist.");
+
+   EXPECT_EQ(sut.call(6, std::array{GenericIf::of(text)}), Kro::success);
+   EXPECT_EQ(
+      messageOf<std::invalid_argument>([&] { sut.call(6, std::array{GenericIf::of(text)}); }),
+      "nameAttribute='1' already exists.");
 }
 
 TEST(ModelMount, takesTheSameRoadThroughAMountAsACaller)
