@@ -129,6 +129,30 @@ TEST_F(ModelCollection, changesAnAttributeByNumber)
    EXPECT_TRUE(attribute->chunk().empty());
 }
 
+TEST_F(ModelCollection, emptiesEachCollectionByNumberAndLeavesTheOther)
+{
+   auto const attribute = Orvo::make<Attribute>(-5, 16U);
+   attribute->groupIs(Orvo::make<Group>(1U, 0U, 10U));
+   attribute->chunkIs(1, store().chunkIs("ring", 4096, false));
+   auto const collection = Orvo::make<Collection>(nullptr);
+   collection->attributeIs(3, 4);
+   collection->groupIs(0, 0, 8);
+   auto const sut = GenericIf::ofNode(*collection);
+
+   EXPECT_EQ(GenericIf::ofNode(*attribute).collectionDelAll(130), Kro::success);
+   EXPECT_TRUE(attribute->group().empty());
+   EXPECT_NE(attribute->chunk(1), nullptr);
+
+   EXPECT_EQ(sut.collectionDelAll(130), Kro::success);
+   EXPECT_TRUE(collection->attribute().empty());
+   EXPECT_NE(collection->group(0), nullptr);
+
+   collection->attributeIs(3, 4);
+   EXPECT_EQ(sut.collectionDelAll(131), Kro::success);
+   EXPECT_TRUE(collection->group().empty());
+   EXPECT_NE(collection->attribute(3), nullptr);
+}
+
 TEST_F(ModelCollection, usesALiveCollectionByNumber)
 {
    auto const collection = Orvo::make<Collection>(nullptr);

@@ -22,6 +22,7 @@ using Quorvel::Core::Memory::Info::Mount;
 using Quorvel::Core::Memory::Info::Detail::Chunk;
 using Quorvel::Core::Memory::Info::Detail::Group;
 using Quorvel::Core::Test::attributesOf;
+using Quorvel::Core::Test::describeRing;
 using Quorvel::Core::Test::messageOf;
 using Quorvel::Core::Test::numbersNotRefused;
 using Quorvel::Core::Test::typesOf;
@@ -178,6 +179,39 @@ TEST(ModelMount, changesTheCollectionsOfAGroupByNumber)
    EXPECT_EQ(removed, chunk);
    EXPECT_EQ(sut.collectionDelAll(2), Kro::success);
    EXPECT_FALSE(static_cast<bool>(group));
+}
+
+TEST(ModelMount, emptiesEachCollectionByNumberAndLeavesTheOther)
+{
+   Group group(0, 0, 4);
+   group.chunkIs(Chunk());
+   group.chunkInternalIs(1, Chunk());
+   Collection collection("ring");
+   collection.addGroup(0, 4);
+   collection.addNameAttribute("a");
+   Mount mount("a", "TestMount");
+   mount.collectionInternalIs(1, collection);
+   mount.collectionIs(describeRing("r"));
+
+   EXPECT_EQ(GenericIf::of(group).collectionDelAll(3), Kro::success);
+   EXPECT_TRUE(group.chunkInternal().empty());
+   EXPECT_EQ(group.chunk().size(), 1U);
+
+   EXPECT_EQ(GenericIf::of(collection).collectionDelAll(2), Kro::success);
+   EXPECT_TRUE(collection.group().empty());
+   EXPECT_EQ(collection.nameAttribute().size(), 1U);
+   collection.addGroup(0, 4);
+   EXPECT_EQ(GenericIf::of(collection).collectionDelAll(3), Kro::success);
+   EXPECT_TRUE(collection.nameAttribute().empty());
+   EXPECT_EQ(collection.group().size(), 1U);
+
+   EXPECT_EQ(GenericIf::of(mount).collectionDelAll(2), Kro::success);
+   EXPECT_TRUE(mount.collection().empty());
+   EXPECT_EQ(mount.collectionInternal().size(), 1U); // what the reactor did not derive
+   mount.collectionIs(describeRing("r"));
+   EXPECT_EQ(GenericIf::of(mount).collectionDelAll(3), Kro::success);
+   EXPECT_TRUE(mount.collectionInternal().empty());
+   EXPECT_EQ(mount.collection().size(), 1U);
 }
 
 TEST(ModelMount, callsTheOperationsOfACollectionByNumber)
