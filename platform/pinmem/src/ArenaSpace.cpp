@@ -1,6 +1,7 @@
 #include "src/ArenaSpace.h"
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace pinmem_lib {
 
@@ -56,12 +57,19 @@ bool ArenaSpace::take(std::uint64_t offset, std::uint64_t capacity)
    if (before > size || capacity > size - before) {
       return false;
    }
-   free_.erase(extent);
+   std::uint64_t const behind = size - before - capacity;
    if (before != 0) {
-      free_[start] = before;
+      if (behind != 0) {
+         free_.emplace(offset + capacity, behind); // where memory ends here, nothing has changed
+      }
+      extent->second = before;
+      return true;
    }
-   if (std::uint64_t const behind = size - before - capacity; behind != 0) {
-      free_[offset + capacity] = behind;
+   auto node = free_.extract(extent);
+   if (behind != 0) {
+      node.key() = offset + capacity;
+      node.mapped() = behind;
+      free_.insert(std::move(node));
    }
    return true;
 }
@@ -69,18 +77,26 @@ bool ArenaSpace::take(std::uint64_t offset, std::uint64_t capacity)
 void ArenaSpace::giveBack(std::uint64_t offset, std::uint64_t capacity)
 {
    auto const after = free_.lower_bound(offset);
-   if (after != free_.end() && after->first == offset + capacity) {
-      capacity += after->second;
-      free_.erase(after);
-   }
-   auto const next = free_.lower_bound(offset);
-   if (next != free_.begin() && std::prev(next)->first + std::prev(next)->second == offset) {
-      std::prev(next)->second += capacity;
-      largest_ = std::max(largest_, std::prev(next)->second);
+   bool const isBeforeOne = after != free_.end() && after->first == offset + capacity;
+   std::uint64_t const whole = capacity + (isBeforeOne ? after->second : 0);
+   auto const before = after != free_.begin() ? std::prev(after) : free_.end();
+   if (before != free_.end() && before->first + before->second == offset) {
+      before->second += whole;
+      largest_ = std::max(largest_, before->second);
+      if (isBeforeOne) {
+         free_.erase(after);
+      }
       return;
    }
-   free_[offset] = capacity;
-   largest_ = std::max(largest_, capacity);
+   if (isBeforeOne) {
+      auto node = free_.extract(after);
+      node.key() = offset;
+      node.mapped() = whole;
+      free_.insert(std::move(node));
+   } else {
+      free_.emplace(offset, capacity);
+   }
+   largest_ = std::max(largest_, whole);
 }
 
 void ArenaSpace::growTo(std::uint64_t capacity)
