@@ -101,10 +101,9 @@ void* HugetlbBackend::createOf(std::uint64_t size, Block& region)
             break;
          }
          if (have < candidates) {
-            throw NoRun(
-               std::to_string(region.capacity) + " bytes need " + std::to_string(wanted) + " contiguous " +
-               sizeText(size) + " pages; longest free run is " + std::to_string(longest) + " of " +
-               std::to_string(have) + "; reserve pages at boot, use 1 GiB pages, or an IOMMU");
+            throw NoRun(join(
+               region.capacity, " bytes need ", wanted, " contiguous ", sizeText(size), " pages; longest free run is ",
+               longest, " of ", have, "; reserve pages at boot, use 1 GiB pages, or an IOMMU"));
          }
       }
       void* const address = map(file, fresh);
@@ -164,9 +163,9 @@ std::size_t HugetlbBackend::pick(FileDescriptor const& file, Block& region, std:
    }
    std::vector<PageExtent> const extents = extentsOf(run.pages);
    if (extents.size() > region.extents.size()) {
-      refuse(
+      throw NoRun(join(
          "the ", wanted, " contiguous ", sizeText(size), " pages that there are come in ", extents.size(),
-         " pieces, and a record holds ", region.extents.size(), "; reserve pages at boot, or use 1 GiB pages");
+         " pieces, and a record holds ", region.extents.size(), "; reserve pages at boot, or use 1 GiB pages"));
    }
    std::vector<bool> isWanted(candidates);
    for (std::uint32_t const page : run.pages) {

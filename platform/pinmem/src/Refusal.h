@@ -15,7 +15,7 @@ public:
    using std::runtime_error::runtime_error;
 };
 
-/// There are not enough huge pages that are neighbours.
+/// There are not enough huge pages that are neighbours, or too scattered in their file for a record.
 class NoRun : public Refusal {
 public:
    using Refusal::Refusal;

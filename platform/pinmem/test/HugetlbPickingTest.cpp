@@ -146,7 +146,7 @@ TEST_F(HugetlbPickingTest, withoutALongEnoughRunABlockIsRefusedWithTheLongestAnd
    EXPECT_EQ(block.extentCount, 0U);
 }
 
-TEST_F(HugetlbPickingTest, aRunInMorePiecesThanARecordHoldsIsRefused)
+TEST_F(HugetlbPickingTest, aRunInMorePiecesThanARecordHoldsIsRefusedToABlockAndAnArenaGetsAGiantPage)
 {
    constexpr std::uint64_t half = 49;
    Frames frames;
@@ -154,6 +154,7 @@ TEST_F(HugetlbPickingTest, aRunInMorePiecesThanARecordHoldsIsRefused)
       frames.push_back(100 + (index < half ? 2 * index : 2 * (index - half) + 1)); // no two in a row
    }
    mountPages(page, frames);
+   mountPages(giantPage, {7});
    HugetlbBackend sut = backend();
    Block block = blockOf(97);
 
@@ -162,6 +163,11 @@ TEST_F(HugetlbPickingTest, aRunInMorePiecesThanARecordHoldsIsRefused)
                                   "96; reserve pages at boot, or use 1 GiB pages");
    EXPECT_EQ(freeFrames().size(), 2 * half);
    EXPECT_EQ(fileCount(), 0U);
+
+   void* const memory = sut.create(block, Backend::Reserve::parts);
+
+   EXPECT_EQ(block.capacity, giantPage);
+   ::munmap(memory, block.capacity);
 }
 
 TEST_F(HugetlbPickingTest, aLimitOfTheControlGroupIsToldFromAnEmptyPool)
