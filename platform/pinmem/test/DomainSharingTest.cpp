@@ -1,5 +1,6 @@
 // Domains whose user lets a group look (PINMEM_GROUP), and blocks of other users.
 #include "src/DomainRemoval.h"
+#include "src/SystemCalls.h"
 #include "test/support/DomainFixture.h"
 #include "test/support/KillAt.h"
 #include "test/support/OrdinaryUser.h"
@@ -235,6 +236,30 @@ TEST_F(ForeignDomainTest, aMemberNeverWaitsForTheLockNorMakesOthersWait)
    ASSERT_EQ(::flock(lock.number(), LOCK_EX), 0);
 
    EXPECT_EQ(asLooker([&] { return std::to_string(look()->records().size()); }), "1");
+}
+
+TEST_F(ForeignDomainTest, whatAMemberMeetsHalfWrittenIsReadAgain)
+{
+   open()->allocate("a", 100, "", 0);
+
+   EXPECT_EQ(
+      asLooker([&] {
+         static int tornHeaders = 3;
+         static int tornRecords = 3;
+         systemCalls.pread = [](int number, void* bytes, std::size_t size, off_t offset) {
+            ssize_t const got = ::pread(number, bytes, size, offset);
+            int& torn = offset == 0 ? tornHeaders : tornRecords;
+            if (torn > 0 && got > 0) {
+               --torn;
+               static_cast<char*>(bytes)[got - 1] ^= 1;
+            }
+            return got;
+         };
+         auto const sut = look();
+         tornRecords = 3;
+         return std::to_string(sut->damaged().size()) + std::to_string(sut->faults().size());
+      }),
+      "00");
 }
 
 TEST_F(ForeignDomainTest, aMemberTakesNoChangeUnderWayForDamage)
