@@ -145,7 +145,7 @@ TEST_F(RaisedOfLiveMemory, brokenPromises)
    Kro::globalDir()->createEntity("TestMount", "occupied");
    auto const homeless = managerFactory("occupied");
    auto const foreign = Orvo::make<Kro::Dir>("foreign");
-   auto const chunk = [this] { store().chunkIs("c", 64, false); };
+   auto const chunk = [] { store().chunkIs("c", 64, false); };
 
    expectPromise("Memory/Control/Detail/Chunk.cpp", [&] {
       pinmem.failAlloc(1);
