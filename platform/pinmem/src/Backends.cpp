@@ -33,17 +33,22 @@ BackendKind Backends::kindFor(std::uint32_t flags, std::function<bool()> const& 
    if (flags == BlockFlags::ordinary || settings_.backend == "shm") {
       return BackendKind::shm;
    }
-   if (settings_.backend == "hugetlb") {
-      // Free pages and privilege are asked for only when they are needed.
-      if (std::string const obstacle = hugetlb_.obstacle(true); !obstacle.empty()) {
-         refuse("backend 'hugetlb' cannot be used: ", obstacle);
-      }
-      return BackendKind::hugetlb;
+   if (!chosen_) {
+      chosen_ = choose(isHugetlbInUse);
    }
-   if (!automatic_) {
-      automatic_ = hugetlb_.obstacle(isHugetlbInUse()).empty() ? BackendKind::hugetlb : BackendKind::shm;
+   return *chosen_;
+}
+
+BackendKind Backends::choose(std::function<bool()> const& isHugetlbInUse) const
+{
+   if (settings_.backend != "hugetlb") {
+      return hugetlb_.obstacle(isHugetlbInUse()).empty() ? BackendKind::hugetlb : BackendKind::shm;
    }
-   return *automatic_;
+   // Free pages and privilege are asked for only when they are needed.
+   if (std::string const obstacle = hugetlb_.obstacle(true); !obstacle.empty()) {
+      refuse("backend 'hugetlb' cannot be used: ", obstacle);
+   }
+   return BackendKind::hugetlb;
 }
 
 void Backends::checkUse(Block const& block, std::uint32_t flags) const

@@ -22,7 +22,7 @@ public:
    /// @throws Refusal  when this library does not have it
    Backend& of(Block const& block);
 
-   /// The backend for a new block with these flags. What `auto` takes is decided once.
+   /// The backend for a new block with these flags. What DMA memory gets is decided once, unless it is refused.
    ///
    /// @param isHugetlbInUse  whether the domain has memory in huge pages; called when `auto` decides
    /// @throws Refusal  when the one that was asked for cannot work
@@ -51,11 +51,13 @@ public:
    RegionFiles const& shmFiles() const { return shm_.files(); }
 
 private:
+   BackendKind choose(std::function<bool()> const& isHugetlbInUse) const;
+
    Settings settings_;
    NodeWish node_;
    HugetlbBackend hugetlb_;
    ShmBackend shm_;
-   std::optional<BackendKind> automatic_;
+   std::optional<BackendKind> chosen_; ///< for DMA memory
 };
 
 } // namespace pinmem_lib
