@@ -1,5 +1,5 @@
 // Where packed blocks lie physically when their arena changes.
-#include "test/support/PretendedHugePages.h"
+#include "test/support/MadeUpPages.h"
 #include <cstring>
 
 using namespace pinmem_lib;
@@ -7,10 +7,22 @@ using namespace pinmem_test;
 
 namespace {
 
-constexpr std::uint64_t page = HugetlbBackend::pageSize;
-
-class ArenaAddressTest : public PretendedHugePages {
+class ArenaAddressTest : public MadeUpPages {
 protected:
+   ArenaAddressTest()
+   {
+      mountPages(page, {10, 20, 30, 40}); // no two are neighbours
+      mountPages(giantPage, {7});
+   }
+
+   /// As if the kernel had moved all pages.
+   static void movePages()
+   {
+      for (std::uint64_t const frame : {10U, 20U, 30U, 40U}) {
+         movePage(frame, frame + 1);
+      }
+   }
+
    static char* memoryOf(Domain& domain, std::string_view name)
    {
       return reinterpret_cast<char*>(static_cast<std::uintptr_t>(domain.map(name)));
@@ -24,7 +36,7 @@ TEST_F(ArenaAddressTest, blocksKeepTheirPlacesInAnArenaThatComesBackInALargerPag
    {
       // Records of an earlier boot, in which two neighbours were found.
       open();
-      Index index = Index::open(Directory::open(temporary_ / "default", Directory::Trust::guarded));
+      Index index = Index::open(Directory::open(root_ + "/default", Directory::Trust::guarded));
       Block arena = {};
       arena.generation = 1;
       arena.backend = static_cast<std::uint32_t>(BackendKind::hugetlb);
@@ -58,12 +70,12 @@ TEST_F(ArenaAddressTest, aNewBlockInAnArenaThatMovedWhileItWasMappedIsWhereTheAr
    auto const sut = open();
    sut->allocate("old", 64, "", 0);
    std::uint64_t const before = sut->records().at(0).block.addressBus;
-   movePages(page);
+   movePages();
 
    testing::internal::CaptureStderr();
    std::uint64_t const address = sut->allocate("new", 64, "", 0);
 
-   EXPECT_EQ(address, physicalOf(memoryOf(*sut, "new")));
+   EXPECT_EQ(address, physicalOf(sut->map("new")));
    std::ostringstream expected;
    expected << "pinmem: '': the bus address was 0x" << std::hex << before << " and is now 0x" << before + page
             << ": the kernel has moved the memory; devices that use it must be told\n";
@@ -79,7 +91,7 @@ TEST_F(ArenaAddressTest, aMoveThatAnotherProcessHasNoticedIsTakenOver)
    auto const sut = open();
    std::uint64_t const before = sut->allocate("packed", 64, "", 0);
    std::uint64_t const largeBefore = sut->allocate("large", page, "", 4);
-   movePages(page);
+   movePages();
    testing::internal::CaptureStderr();
    auto const other = open();
    other->allocate("packed", 64, "", 0);
@@ -100,7 +112,7 @@ TEST_F(ArenaAddressTest, aNewBlockIsNotPutIntoAnArenaWhoseFileIsGone)
    std::uint64_t const before = open()->allocate("first", 64, "", 0);
    auto const sut = open();
    sut->map("first");
-   for (auto const& entry : std::filesystem::recursive_directory_iterator(temporary_ / "2")) {
+   for (auto const& entry : std::filesystem::recursive_directory_iterator(root_ + "/huge")) {
       if (entry.is_regular_file()) {
          std::filesystem::remove(entry.path());
       }

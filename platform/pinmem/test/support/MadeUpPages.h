@@ -87,7 +87,29 @@ protected:
       return pinmem_lib::Domain::open(settings, roots);
    }
 
+   /// Where a virtual address is said to lie.
+   static std::uint64_t physicalOf(std::uint64_t address)
+   {
+      std::ifstream maps("/proc/self/maps");
+      for (std::string line; std::getline(maps, line);) {
+         std::istringstream words(line);
+         std::uint64_t start = 0;
+         std::uint64_t end = 0;
+         std::uint64_t offset = 0;
+         std::string rights, device, inode, path;
+         char dash = 0;
+         words >> std::hex >> start >> dash >> end >> rights >> offset >> device >> inode >> path;
+         std::uint64_t const size = pageSizeOf(path);
+         if (start <= address && address < end && size != 0) {
+            std::uint64_t const inFile = address - start + offset;
+            return taken_.at(path).at(inFile / size) * size + inFile % size;
+         }
+      }
+      return 4096; // ordinary memory
+   }
+
    pinmem_lib::HugetlbRoots roots_;
+   static inline std::string root_; ///< the folder of it all
 
 private:
    static std::string folderOf(std::uint64_t size) { return size == page ? "/huge" : "/giant"; }
@@ -191,31 +213,9 @@ private:
       return sizeof(entry);
    }
 
-   /// Where a virtual address is said to lie.
-   static std::uint64_t physicalOf(std::uint64_t address)
-   {
-      std::ifstream maps("/proc/self/maps");
-      for (std::string line; std::getline(maps, line);) {
-         std::istringstream words(line);
-         std::uint64_t start = 0;
-         std::uint64_t end = 0;
-         std::uint64_t offset = 0;
-         std::string rights, device, inode, path;
-         char dash = 0;
-         words >> std::hex >> start >> dash >> end >> rights >> offset >> device >> inode >> path;
-         std::uint64_t const size = pageSizeOf(path);
-         if (start <= address && address < end && size != 0) {
-            std::uint64_t const inFile = address - start + offset;
-            return taken_.at(path).at(inFile / size) * size + inFile % size;
-         }
-      }
-      return 4096; // ordinary memory
-   }
-
    static inline std::map<std::uint64_t, Frames> pools_;
    static inline std::map<std::uint64_t, std::size_t> totals_;
    static inline std::map<std::string, std::map<std::uint64_t, std::uint64_t>> taken_; ///< frames, by file and page
-   static inline std::string root_;
    static inline pinmem_lib::SystemCalls real_ = {};
 
    TemporaryDirectory const temporary_;
