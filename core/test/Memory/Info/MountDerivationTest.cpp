@@ -318,11 +318,15 @@ TEST(InfoMount, collectionIsTakesAnAttributeThatIsNoCollectionUntilAFieldIsNeede
    Collection collection("note");
    sut.collectionIs(collection);
    EXPECT_EQ(sut.collectionInternal(300), collection);
+   collection.addGroup(0, 1);
+   sut.collectionIs(collection);
+   EXPECT_EQ(sut.collectionInternal(300), collection);
 
    collection.addNameAttribute("a");
-   collection.addGroup(0, 1);
+   EXPECT_EQ(
+      messageOf<std::invalid_argument>([&] { sut.collectionIs(collection); }),
+      "nameAttribute='a' does not exist for group with id=0");
    collection.createChunk(0, "a", "c", 1, false);
-
    EXPECT_EQ(
       messageOf<Kro::AttrNotFoundException>([&] { sut.collectionIs(collection); }),
       "attribute 'note' of type 'TestMount' is no collection");
