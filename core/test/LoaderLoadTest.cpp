@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -124,7 +126,7 @@ TEST_F(LoaderLoad, asksOnceForAllLoaders)
 
 TEST_F(LoaderLoad, resetsTheLoaderBeforeItAsks)
 {
-   loader.state = 4711;
+   loader.state = std::numeric_limits<std::uintptr_t>::max();
    loader.message = "of the last load";
 
    Singleton::load("Before", "", &loader);

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -227,22 +228,25 @@ TEST_F(PollerWait, isOverWhenTheLastFileAloneIsDone)
 
 TEST_F(PollerWait, handlesAFileOnlyForAnEventThatItAsksFor)
 {
+   constexpr auto highest = std::numeric_limits<std::int16_t>::min();
    add("unasked", 3, POLLIN);
    add("one of two", 4, POLLIN | POLLOUT);
    add("nothing", 5, POLLIN);
    add("asked for a hang-up", 6, POLLHUP);
    add("asks for nothing", 7, 0);
+   add("asks for the highest bit", 8, highest);
    script.answer = [](pollfd* records, std::size_t) {
       records[0].revents = POLLERR | POLLHUP | POLLNVAL | POLLOUT;
       records[1].revents = POLLOUT | POLLHUP;
       records[3].revents = POLLHUP;
       records[4].revents = POLLNVAL;
-      return 4;
+      records[5].revents = highest;
+      return 5;
    };
 
-   EXPECT_EQ(sut.poll(10), 4) << "what the system says, not how many were handled";
+   EXPECT_EQ(sut.poll(10), 5) << "what the system says, not how many were handled";
 
-   EXPECT_EQ(handled, (Names{"one of two", "asked for a hang-up"}));
+   EXPECT_EQ(handled, (Names{"one of two", "asked for a hang-up", "asks for the highest bit"}));
 }
 
 TEST_F(PollerWait, waitsAgainWithTheSameArrayAndTheFullTimeoutUntilAHandlerIsDone)
