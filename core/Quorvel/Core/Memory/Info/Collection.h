@@ -19,8 +19,8 @@ namespace Quorvel::Core::Memory::Info {
 /// std::invalid_argument and then leave the collection as it was. The plain mutators (`xIs`, `xDel`, `xDelAll`) check
 /// nothing. A plain value with deep copies; `Collection("")` is the default.
 ///
-/// Cost: adding to it O(log groups), whatever the groups hold; `group(id)` copies what the group holds; copying, comparing and writing it O(all
-/// that it holds).
+/// Cost: adding to it O(log groups), whatever the groups hold; `group(id)` copies what the group holds; copying,
+/// comparing and writing it O(all that it holds).
 class QUORVEL_CORE_EXPORT Collection {
 public:
    struct HN_NameAttribute {};
