@@ -1,5 +1,5 @@
-// An agent that waits on four kinds of files at once: an event, a pipe, a timer and a signal. Each handler sets the next one going,
-// so that the order is the same in each run.
+// An agent that waits on four kinds of files at once: an event, a pipe, a timer and a signal. Each handler sets the next one
+// going, so that the order is the same in each run.
 
 #include <Quorvel/Core/Poller.h>
 

@@ -49,8 +49,8 @@ public:
    ///
    /// @param flags 1: create it when there is none; 0: only look
    /// @return the singleton; null when the module has no such type, or the type cannot be made from a name or gives its
-   ///         entities another one. What the
-   ///         type's constructor throws passes through; there is no singleton of that name then.
+   ///         entities another one. What the type's constructor throws passes through; there is no singleton of that
+   ///         name then.
    static Orvo::Ptr<Entity> singletonIs(KroModule const& module, int flags, Orvo::String const& name);
 
    /// @return the living singleton of that name

@@ -15,7 +15,8 @@ class Node;
 
 namespace Kro {
 
-/// The generic interface: one slot of known type, through which the object in it is read and written by number or name, and called by number.
+/// The generic interface: one slot of known type, through which the object in it is read and written by number or name,
+/// and called by number.
 ///
 /// Ownership: borrows the object; keep it alive. Threads: like the object's own.
 /// Errors: number and access errors are result codes (`AccessResult`); a slot of another type raises TypeException, and

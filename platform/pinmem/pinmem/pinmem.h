@@ -8,8 +8,9 @@
 ///
 /// Blocks belong to a *domain*, a folder of the machine that all processes of one user share. The environment names it:
 /// `PINMEM_DOMAIN` (default `default`), `PINMEM_DIR` (another place, for tests), `PINMEM_BACKEND` (`auto`, `hugetlb` or
-/// `shm`) and `PINMEM_NODE` (NUMA node for new memory). They are read at the first call of a process and never again; programs that gained privilege when they were
-/// started (set-user-id) ignore them.
+/// `shm`), `PINMEM_NODE` (NUMA node for new memory) and `PINMEM_GROUP` (whose members may look at the domain with
+/// pinmemctl). They are read at the first call of a process and never again; programs that gained privilege when they
+/// were started (set-user-id) ignore them.
 ///
 /// Errors:  a refused call returns 0, changes nothing and leaves its reason, one line with cause and cure, for
 ///          `pinmem_last_error()`. No function here throws; they are not `noexcept` so that a stand-in may.
@@ -66,6 +67,7 @@ PINMEM_EXPORT std::uint64_t pinmem_map(char const* name, int mode, std::uint64_t
 PINMEM_EXPORT void pinmem_unmap(char const* name, std::uint64_t virtualAddress, int reserved);
 
 /// Why the last refused call of this thread was refused: one line that starts `pinmem: '<name>'`, or the empty text
-/// when none was. The name is empty when none was given, and when this process has no memory left. Successful calls leave it alone. Borrowed: valid until this thread's next refused call.
+/// when none was. The name is empty when none was given, and when this process has no memory left. Successful calls
+/// leave it alone. Borrowed: valid until this thread's next refused call.
 PINMEM_EXPORT char const* pinmem_last_error(void);
 }

@@ -31,8 +31,8 @@ struct Block {
    std::uint64_t pageSize;        ///< of the region's memory, in bytes
    std::uint32_t changeCount;     ///< how often the bus address was found to be another than the recorded one
    std::uint32_t extentCount;     ///< 0: the region's pages are in the order of its file
-   std::array<std::uint32_t, extentMax>
-      extents; ///< else: which pages of the file it is made of, as PageExtent packs them
+   /// Else: which pages of the file it is made of, as PageExtent packs them.
+   std::array<std::uint32_t, extentMax> extents;
 
    bool isPacked() const { return arena != noArena; }
 };

@@ -9,8 +9,8 @@ namespace pinmem_lib {
 /// Whose the folders of a domain are, and who else may look into them.
 struct Sharing {
    uid_t user = ::geteuid(); ///< owns them
-   std::optional<gid_t>
-      group; ///< its members may look: folders that are made, or that are closed to all, are opened to it
+   /// Its members may look: folders that are made, or that are closed to all, are opened to it.
+   std::optional<gid_t> group;
    bool isAnyGroupGood = false; ///< without `group`: whichever one the user has opened them to
 };
 

@@ -8,8 +8,9 @@
 #include <unordered_map>
 #include <vector>
 
-// Asking the store for a chunk that it has, ns a call, among 10 to 10 000 chunks whose names have 27 characters. Floors: `bareFind`, a look-up in the store's collection and a copy of the pointer; `standardFind`, the same in a
-// standard hash map of standard texts. The pinned-memory library is a stand-in.
+// Asking the store for a chunk that it has, ns a call, among 10 to 10 000 chunks whose names have 27 characters. Floors:
+// `bareFind`, a look-up in the store's collection and a copy of the pointer; `standardFind`, the same in a standard hash map
+// of standard texts. The pinned-memory library is a stand-in.
 
 namespace {
 

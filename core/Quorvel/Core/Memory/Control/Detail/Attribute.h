@@ -102,8 +102,8 @@ public:
    /// chunks; allocates only to build the error text, touches no reference count.
    std::pair<Chunk*, std::uint32_t> obtainChunkAndOffset(std::uint32_t index, Offsetter offsetter) const;
 
-   /// Finds the longest stretch of one group's entries, densely packed, that begins at `from` or, where no group covers that entry, at the
-   /// next one that is covered.
+   /// Finds the longest stretch of one group's entries, densely packed, that begins at `from` or, where no group covers that
+   /// entry, at the next one that is covered.
    ///
    /// @return nothing when no group that has a chunk covers `from` or an entry behind it
    /// Any chunk key whose group is missing stops the process.
@@ -121,8 +121,8 @@ private:
    friend class Control::Collection;
    struct Declaration;
 
-   /// Keeps `index_` in step: where `before` was under one key with a chunk, there is `after` with `chunk` now. Null: no group, or
-   /// no chunk for it.
+   /// Keeps `index_` in step: where `before` was under one key with a chunk, there is `after` with `chunk` now. Null: no
+   /// group, or no chunk for it.
    [[gnu::visibility("hidden")]] void pairIs(Group const* before, Group const* after, Chunk* chunk) noexcept;
    [[gnu::visibility("hidden")]] void reindex() noexcept;
 
