@@ -15,7 +15,8 @@ namespace pinmem_lib {
 /// Memory in files of a hugetlbfs, whose pages the kernel never moves: bus addresses are the physical ones that the
 /// page map of the process shows. Needs privilege to make a region, none to use one.
 ///
-/// Pages of 2 MiB come first; where no run of neighbours is long enough, an arena is made of pages of 1 GiB.
+/// Pages of 2 MiB come first; where no run of neighbours is long enough, or it comes in more pieces than a record holds,
+/// an arena is made of pages of 1 GiB.
 class HugetlbBackend final : public Backend {
 public:
    /// @param folder   of the domain, below `<mount>/pinmem-<uid>/`; unique on the machine
