@@ -20,8 +20,6 @@ public:
    struct Word {
       std::uint32_t before;
       std::uint32_t after;
-
-      bool isSettled() const { return before == after; }
    };
 
    explicit Ledger(std::string const& path)
