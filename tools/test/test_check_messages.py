@@ -45,7 +45,7 @@ class CheckMessages(CheckTest):
         for more, message in (
             ('refuse("no \\"name\\" is given");', 'no "name" is given'),
             ('complain(settings, "a process is using it");', "a process is using it"),
-            ('throw NoRun(std::to_string(1) + " bytes need room");', "… bytes need room"),
+            ('throw NoPages(std::to_string(1) + " bytes need room");', "… bytes need room"),
             ('return isTrue ? "a" : join("the", " node ", n, " is full; free memory");', "the node … is full"),
             ('text << "moved to " << std::hex << address << "; tell devices";', "…moved to …; tell devices"),
         ):

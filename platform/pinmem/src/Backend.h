@@ -31,7 +31,7 @@ public:
    /// Makes memory of at least `region.capacity` bytes, all zero, and maps it. Enters its identity in `region`, and its bus
    /// address, if the backend knows a better one than the simulated one that is there. What a process that died before
    /// it wrote its record has left under the same slot and generation is replaced.
-   /// @throws NoRun  when there is memory, but not in one piece, or in an order that a record cannot hold
+   /// @throws NoPages  when memory in pages of another size may serve
    virtual void* create(Block& region, Reserve reserve) = 0;
 
    /// Whether the region's memory is still there. Needs no lock.

@@ -121,7 +121,7 @@ void BlockMaker::makeAny(Entry& block, std::uint32_t size, std::string_view owne
    }
    try {
       makeRegion(block, fresh, owner, Place::fresh);
-   } catch (NoRun const&) {
+   } catch (NoPages const&) {
       makePacked(block, fresh, owner, Place::fresh); // an arena may be made of larger pages
    }
 }

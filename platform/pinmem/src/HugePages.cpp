@@ -1,5 +1,6 @@
 #include "src/HugePages.h"
 #include "src/FileDescriptor.h"
+#include "src/Refusal.h"
 #include "src/SystemCalls.h"
 #include "src/SystemFile.h"
 #include <algorithm>
@@ -37,6 +38,12 @@ HugePagePool HugePagePool::read(std::string const& kernel, std::uint64_t pageSiz
    return {
       pageSize, numberInFile(folder + "nr_hugepages").value_or(0), numberInFile(folder + "free_hugepages").value_or(0),
       numberInFile(folder + "resv_hugepages").value_or(0)};
+}
+
+std::optional<std::uint64_t> HugePagePool::freeOnNode(std::string const& kernel, std::uint64_t pageSize, int node)
+{
+   return numberInFile(join(
+      kernel, "/../devices/system/node/node", node, "/hugepages/hugepages-", pageSize / 1024, "kB/free_hugepages"));
 }
 
 std::string HugePagePool::shortage() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@ struct HugePagePool {
 
    /// @param kernel  where the kernel shows itself: `/sys/kernel`
    static HugePagePool read(std::string const& kernel, std::uint64_t pageSize);
+
+   /// How many of its pages are free on that NUMA node; nothing where the kernel does not tell.
+   static std::optional<std::uint64_t> freeOnNode(std::string const& kernel, std::uint64_t pageSize, int node);
 
    /// Why no page could be had, with the cure. The caller has just failed to get one.
    std::string shortage() const;

@@ -69,7 +69,7 @@ void* HugetlbBackend::create(Block& region, Reserve reserve)
 {
    try {
       return createOf(pageSize, region);
-   } catch (NoRun const&) {
+   } catch (NoPages const&) {
       // Giant pages are few, and made for sharing.
       if (
          reserve == Reserve::whole || !mountOf(giantPageSize) ||
@@ -94,14 +94,14 @@ void* HugetlbBackend::createOf(std::uint64_t size, Block& region)
       for (std::uint32_t candidates = wanted;; candidates = have * 2) {
          have = addPages(file, size, have, std::min(candidates, PageExtent::pageMax));
          if (have < wanted) {
-            refuseShortage(size, have, wanted);
+            refuseShortage(file, size, have, wanted);
          }
          std::size_t const longest = pick(file, fresh, have);
          if (longest >= wanted) {
             break;
          }
          if (have < candidates) {
-            throw NoRun(join(
+            throw NoPages(join(
                region.capacity, " bytes need ", wanted, " contiguous ", sizeText(size), " pages; longest free run is ",
                longest, " of ", have, "; reserve pages at boot, use 1 GiB pages, or an IOMMU"));
          }
@@ -163,7 +163,7 @@ std::size_t HugetlbBackend::pick(FileDescriptor const& file, Block& region, std:
    }
    std::vector<PageExtent> const extents = extentsOf(run.pages);
    if (extents.size() > region.extents.size()) {
-      throw NoRun(join(
+      throw NoPages(join(
          "the ", wanted, " contiguous ", sizeText(size), " pages that there are come in ", extents.size(),
          " pieces, and a record holds ", region.extents.size(), "; reserve pages at boot, or use 1 GiB pages"));
    }
@@ -285,15 +285,29 @@ void HugetlbBackend::destroy(Block const& region)
    }
 }
 
-void HugetlbBackend::refuseShortage(std::uint64_t size, std::uint32_t have, std::uint32_t wanted) const
+void HugetlbBackend::refuseShortage(
+   FileDescriptor const& file, std::uint64_t size, std::uint32_t have, std::uint32_t wanted) const
 {
    HugePagePool const pool = HugePagePool::read(roots_.kernel, size);
-   if (have == 0 || pool.available() != 0) {
-      refuse(pool.shortage());
+   struct statfs mount = {};
+   bool const isMountLimited = systemCalls.fstatfs(file.number(), &mount) == 0 && mount.f_blocks != 0;
+   if (isMountLimited && mount.f_bavail == 0) {
+      throw NoPages(join(
+         "all ", mount.f_blocks, " ", sizeText(size),
+         " pages that the mount may hand out are in use; mount it with a larger "
+         "size=, or run: pinmemctl gc"));
    }
-   refuse(
+   if (wish_.isStrict && pool.available() != 0 && HugePagePool::freeOnNode(roots_.kernel, size, wish_.node) == 0) {
+      throw NoPages(join(
+         "no ", sizeText(size), " page is free on node ", wish_.node, ", on which PINMEM_NODE=", wish_.node,
+         "! insists; enlarge that node's pool, or leave out the '!'"));
+   }
+   if (have == 0 || pool.available() != 0) {
+      throw NoPages(pool.shortage());
+   }
+   throw NoPages(join(
       wanted, " ", sizeText(size), " pages are needed, and ", have, " of ", pool.total,
-      " are free; enlarge the pool, or run: pinmemctl gc");
+      " are free; enlarge the pool, or run: pinmemctl gc"));
 }
 
 std::vector<std::string> HugetlbBackend::obstacles(bool isInUse) const

@@ -67,7 +67,9 @@ private:
    std::size_t pick(FileDescriptor const& file, Block& region, std::uint32_t candidates) const;
    void* map(FileDescriptor const& file, Block const& region) const;
    /// @param have    pages that were taken before there were no more
-   [[noreturn]] void refuseShortage(std::uint64_t size, std::uint32_t have, std::uint32_t wanted) const;
+   /// Refuses for the reason why there are only so many pages.
+   [[noreturn]] void
+   refuseShortage(FileDescriptor const& file, std::uint64_t size, std::uint32_t have, std::uint32_t wanted) const;
 
    std::string folder_;
    HugetlbRoots roots_;

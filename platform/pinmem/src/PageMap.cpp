@@ -50,12 +50,11 @@ char const* PageMap::describe(Sight sight)
 {
    switch (sight) {
    case Sight::closed:
-      return "the page map of this process is closed to it, as after dropping privilege; make the block with "
-             "privilege, "
-             "for instance by 'pinmemctl prealloc', and it can be used without";
+      return "the page map of this process is closed to it, as after dropping privilege; let 'pinmemctl prealloc' make "
+             "the block, run by this user with the capability CAP_SYS_ADMIN";
    case Sight::hidden:
-      return "the kernel hides physical addresses from this process; run it with the capability CAP_SYS_ADMIN, or make "
-             "the block by 'pinmemctl prealloc' as a user who has it";
+      return "the kernel hides physical addresses from this process; let 'pinmemctl prealloc' make the block, run by "
+             "this user with the capability CAP_SYS_ADMIN";
    case Sight::notPresent:
       return "the kernel does not hold the pages that it has just given; see the kernel's log";
    case Sight::seen:

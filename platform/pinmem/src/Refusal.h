@@ -15,8 +15,8 @@ public:
    using std::runtime_error::runtime_error;
 };
 
-/// There are not enough huge pages that are neighbours, or too scattered in their file for a record.
-class NoRun : public Refusal {
+/// There are not enough huge pages of one size, or not enough that are neighbours, or these come in too many pieces.
+class NoPages : public Refusal {
 public:
    using Refusal::Refusal;
 };

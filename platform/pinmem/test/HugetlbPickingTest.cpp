@@ -215,6 +215,49 @@ TEST_F(HugetlbPickingTest, anArenaThatFindsNoNeighboursGetsAGiantPageAndABlockDo
    EXPECT_EQ(freeFrames(giantPage), std::set<std::uint64_t>{7});
 }
 
+TEST_F(HugetlbPickingTest, aBlockForWhichThereAreTooFewPagesLiesInAGiantPage)
+{
+   mountPages(page, {1, 2});
+   mountPages(giantPage, {7});
+   auto const sut = open();
+
+   EXPECT_EQ(sut->allocate("long", 3 * page, "", 4), 7 * giantPage);
+
+   EXPECT_EQ(freeFrames(), (std::set<std::uint64_t>{1, 2}));
+   EXPECT_EQ(sut->allocate("next", 64, "", 0), 7 * giantPage + 3 * page);
+}
+
+TEST_F(HugetlbPickingTest, aMountThatHasHandedOutAllItMayIsToldFromALimitOfTheControlGroup)
+{
+   mountPages(page, {1, 2, 3, 4});
+   mountLimit_ = 2;
+   HugetlbBackend sut = backend();
+   Block block = blockOf(3);
+
+   EXPECT_EQ(
+      refusalOfBlock(sut, block), "all 2 2 MiB pages that the mount may hand out are in use; mount it with a larger "
+                                  "size=, or run: pinmemctl gc");
+   EXPECT_EQ(freeFrames().size(), 4U);
+}
+
+TEST_F(HugetlbPickingTest, anEmptyNodeOnWhichIsInsistedIsToldFromALimitOfTheControlGroup)
+{
+   mountPages(page, {1, 2, 3, 4});
+   std::string const folder = root_ + "/devices/system/node/node1/hugepages/hugepages-2048kB";
+   std::filesystem::create_directories(folder);
+   systemCalls.bindToNode = [](void*, std::size_t, int, bool) { return 0; };
+   limit_ = 0;
+   HugetlbBackend sut = backend({.node = 1, .isStrict = true});
+   Block block = blockOf(1);
+
+   std::ofstream(folder + "/free_hugepages") << 0;
+   EXPECT_EQ(
+      refusalOfBlock(sut, block), "no 2 MiB page is free on node 1, on which PINMEM_NODE=1! insists; enlarge that "
+                                  "node's pool, or leave out the '!'");
+   std::ofstream(folder + "/free_hugepages") << 4;
+   EXPECT_NE(refusalOfBlock(sut, block).find("the control group of this process"), std::string::npos);
+}
+
 TEST_F(HugetlbPickingTest, withoutAFreeGiantPageTheMissingNeighboursAreTheReason)
 {
    mountPages(page, {1, 3, 5});

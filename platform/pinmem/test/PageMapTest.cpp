@@ -83,12 +83,12 @@ TEST(PageMap, eachSightHasItsOwnText)
 {
    EXPECT_STREQ(
       PageMap::describe(PageMap::Sight::closed),
-      "the page map of this process is closed to it, as after dropping privilege; make the block with privilege, for "
-      "instance by 'pinmemctl prealloc', and it can be used without");
+      "the page map of this process is closed to it, as after dropping privilege; let 'pinmemctl prealloc' make the "
+      "block, run by this user with the capability CAP_SYS_ADMIN");
    EXPECT_STREQ(
       PageMap::describe(PageMap::Sight::hidden),
-      "the kernel hides physical addresses from this process; run it with the capability CAP_SYS_ADMIN, or make the "
-      "block by 'pinmemctl prealloc' as a user who has it");
+      "the kernel hides physical addresses from this process; let 'pinmemctl prealloc' make the block, run by this "
+      "user with the capability CAP_SYS_ADMIN");
    EXPECT_STREQ(
       PageMap::describe(PageMap::Sight::notPresent),
       "the kernel does not hold the pages that it has just given; see the kernel's log");

@@ -29,6 +29,7 @@ protected:
    {
       pools_ = {};
       limit_ = -1;
+      mountLimit_ = 0;
       taken_.clear();
       root_ = std::filesystem::canonical(temporary_.path());
       roots_.mountInfo = root_ + "/mountinfo";
@@ -74,7 +75,13 @@ protected:
    /// How many more pages the control group of this process may take; -1: any number.
    static inline int limit_ = -1;
 
-   pinmem_lib::HugetlbBackend backend() const { return pinmem_lib::HugetlbBackend("folder", roots_, {}); }
+   /// How many pages the mount may hand out; 0: any number.
+   static inline std::uint64_t mountLimit_ = 0;
+
+   pinmem_lib::HugetlbBackend backend(pinmem_lib::NodeWish const& wish = {}) const
+   {
+      return pinmem_lib::HugetlbBackend("folder", roots_, wish);
+   }
 
    /// Each call is a process of its own, as far as the domain can tell.
    std::unique_ptr<pinmem_lib::Domain> open() const
@@ -145,6 +152,8 @@ private:
       int const result = real_.fstatfs(number, status);
       if (std::uint64_t const size = pageSizeOf(pathOf(number)); size != 0) {
          status->f_bsize = static_cast<decltype(status->f_bsize)>(size);
+         status->f_blocks = mountLimit_;
+         status->f_bavail = mountLimit_ == 0 ? 0 : mountLimit_ - takenPages(size);
       }
       return result;
    }
@@ -162,7 +171,7 @@ private:
       for (std::uint64_t at = first; at < end; ++at) {
          if (isPunched) {
             giveBack(size, taken_[path], at);
-         } else if (pools_[size].empty() || limit_ == 0) {
+         } else if (pools_[size].empty() || limit_ == 0 || (mountLimit_ != 0 && takenPages(size) >= mountLimit_)) {
             errno = ENOSPC;
             return -1;
          } else {
@@ -191,6 +200,8 @@ private:
       }
       return result;
    }
+
+   static std::uint64_t takenPages(std::uint64_t size) { return totals_[size] - pools_[size].size(); }
 
    static void giveBack(std::uint64_t size, std::map<std::uint64_t, std::uint64_t>& frames, std::uint64_t number)
    {
