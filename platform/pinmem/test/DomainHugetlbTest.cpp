@@ -159,7 +159,7 @@ TEST_F(DomainHugetlbTest, aKillAtEachStepOfANewBlockLeavesAllOfItOrNothing)
 {
    std::uint64_t const before = pool().available();
    Fate fate = Fate::killed;
-   for (int stop = 0; fate == Fate::killed; stop += 7) { // the steps are many; a stride that meets all kinds of call
+   for (int stop = 0; fate == Fate::killed; ++stop) {
       fate = killAt(stop, [&] { open()->allocate("a", page, "", 4); });
 
       if (fate == Fate::notWatched) {
@@ -182,7 +182,7 @@ TEST_F(DomainHugetlbTest, aKillAtEachStepOfMakingAndFreeingABlockLeavesAllOfItOr
    auto const size = static_cast<std::uint32_t>((hasNeighbours(2) ? 2 : 1) * page); // where memory is not scattered
    std::uint64_t const before = pool().available();
    Fate fate = Fate::killed;
-   for (int stop = 0; fate == Fate::killed; stop += 5) {
+   for (int stop = 0; fate == Fate::killed; ++stop) {
       fate = killAt(stop, [&] {
          auto const domain = open();
          auto second = open();

@@ -284,15 +284,26 @@ TEST_F(HugetlbBackendTest, aControlGroupsLimitIsToldFromAPoolInUse)
    std::string const hierarchy = temporary_ / "hierarchy";
    std::filesystem::create_directory(hierarchy);
    std::string limit;
+   std::string controlled;
+   auto const control = [&](char const* change) {
+      std::ofstream(hierarchy + "/cgroup.subtree_control") << change << std::flush;
+   };
+   auto const putBack = [&] {
+      std::error_code ignored;
+      std::filesystem::remove(hierarchy + "/pinmem-test", ignored);
+      if (controlled.find("hugetlb") == std::string::npos) {
+         control("-hugetlb");
+      }
+      ::umount2(hierarchy.c_str(), MNT_DETACH);
+   };
    if (::mount("none", hierarchy.c_str(), "cgroup2", 0, nullptr) == 0) {
-      std::ofstream(hierarchy + "/cgroup.subtree_control") << "+hugetlb" << std::flush;
+      std::getline(std::ifstream(hierarchy + "/cgroup.subtree_control"), controlled);
+      control("+hugetlb");
       limit = hierarchy + "/pinmem-test/hugetlb.2MB.max";
       std::filesystem::create_directory(hierarchy + "/pinmem-test");
    }
    if (limit.empty() || !std::ofstream(limit, std::ios::in).is_open()) {
-      std::error_code ignored;
-      std::filesystem::remove(hierarchy + "/pinmem-test", ignored);
-      ::umount2(hierarchy.c_str(), MNT_DETACH);
+      putBack();
       GTEST_SKIP() << "this kernel has no control group for huge pages, or not in its second hierarchy";
    }
    std::ofstream(limit) << page << std::flush;
@@ -309,9 +320,7 @@ TEST_F(HugetlbBackendTest, aControlGroupsLimitIsToldFromAPoolInUse)
    int status = 0;
    ::waitpid(child, &status, 0);
    std::filesystem::remove_all(mount_ + "/pinmem-0");
-   std::error_code ignored;
-   std::filesystem::remove(hierarchy + "/pinmem-test", ignored);
-   ::umount2(hierarchy.c_str(), MNT_DETACH);
+   putBack();
    EXPECT_EQ(status, 0);
 }
 

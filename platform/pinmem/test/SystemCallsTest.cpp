@@ -51,6 +51,14 @@ protected:
    /// @param prepare  makes the domain what it is before `action`, without failures
    void failEachCall(std::function<void()> const& prepare, std::function<void()> const& action) const
    {
+      for (int const error : {EIO, ENOSPC, ENOMEM}) {
+         failEachCall(error, prepare, action);
+      }
+   }
+
+   void failEachCall(int error, std::function<void()> const& prepare, std::function<void()> const& action) const
+   {
+      SCOPED_TRACE(::strerror(error));
       bool hasFailed = true;
       int refusals = 0;
       for (int number = 0; hasFailed; ++number) {
@@ -58,7 +66,7 @@ protected:
          prepare();
          std::ptrdiff_t const descriptorsBefore = descriptorCount();
          {
-            FailingCalls const calls(number, EIO);
+            FailingCalls const calls(number, error);
             refusals += refusalOf(action).empty() ? 0 : 1;
             hasFailed = FailingCalls::hasFailed();
          }
