@@ -82,7 +82,7 @@ IndexHeader Index::headerOfFile() const
    IndexHeader header = {};
    int attempts = 20; // more than one, since a process that looks without the lock may meet it half-written
    do {
-      if (systemCalls.pread(file_.number(), &header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header))) {
+      if (readUpTo(&header, sizeof(header), 0) < sizeof(header)) {
          refuse("index '", path_, "' is damaged: it is too short for its header", cure);
       }
    } while (--attempts > 0 && header.checksum != header.expectedChecksum());
@@ -237,17 +237,23 @@ Record Index::readBytes(std::uint32_t slot) const
 
 void Index::readBytes(std::uint32_t slot, Record* records, std::uint32_t count) const
 {
-   auto* const bytes = reinterpret_cast<char*>(records);
    std::size_t const size = count * sizeof(Record);
+   std::size_t const got = readUpTo(records, size, offsetOf(slot));
+   std::memset(reinterpret_cast<char*>(records) + got, 0, size - got);
+}
+
+std::size_t Index::readUpTo(void* bytes, std::size_t size, std::uint64_t offset) const
+{
    std::size_t done = 0;
    // A read may stop before a page that cannot be had: the rest is not free, it is not known.
    for (ssize_t got = 1; got != 0 && done < size; done += static_cast<std::size_t>(got)) {
-      got = systemCalls.pread(file_.number(), bytes + done, size - done, static_cast<off_t>(offsetOf(slot) + done));
+      char* const rest = static_cast<char*>(bytes) + done;
+      got = systemCalls.pread(file_.number(), rest, size - done, static_cast<off_t>(offset + done));
       if (got < 0) {
          refuse("index '", path_, "' cannot be read: ", systemText(errno));
       }
    }
-   std::memset(bytes + done, 0, size - done);
+   return done;
 }
 
 std::uint32_t Index::slotCountOfFile() const

@@ -84,6 +84,8 @@ private:
    /// The slot's bytes; what the file does not have is 0.
    Record readBytes(std::uint32_t slot) const;
    void readBytes(std::uint32_t slot, Record* records, std::uint32_t count) const;
+   /// Reads from the file and returns how many bytes there were: fewer only at its end.
+   std::size_t readUpTo(void* bytes, std::size_t size, std::uint64_t offset) const;
    /// How many slots the file has; makes sure that it still is the index.
    std::uint32_t slotCountOfFile() const;
 

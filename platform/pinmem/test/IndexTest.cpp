@@ -2,6 +2,7 @@
 #include "src/SystemCalls.h"
 #include "test/support/RefusalOf.h"
 #include "test/support/TemporaryDirectory.h"
+#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -315,6 +316,21 @@ TEST_F(IndexTest, aShortHeaderIsRefusedAndLeftAlone)
       EXPECT_EQ(refusalOfOpen(), "index '" + path_ + "' is damaged: it is too short for its header" + cure);
       EXPECT_EQ(std::filesystem::file_size(path_), size);
    }
+}
+
+TEST_F(IndexTest, aHeaderThatCannotBeReadIsNotTakenForAShortOne)
+{
+   Index::create(place_, "boot");
+   auto* const real = systemCalls.pread;
+   systemCalls.pread = [](int, void*, std::size_t, off_t) -> ssize_t {
+      errno = EIO;
+      return -1;
+   };
+
+   std::string const refusal = refusalOfOpen();
+
+   systemCalls.pread = real;
+   EXPECT_EQ(refusal, "index '" + path_ + "' cannot be read: Input/output error");
 }
 
 TEST_F(IndexTest, anotherFilesStartIsRefused)
