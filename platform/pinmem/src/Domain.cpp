@@ -183,6 +183,10 @@ std::uint64_t Domain::map(std::string_view name)
 void Domain::unmap(std::string_view name, std::uint64_t addressVirtual)
 {
    std::lock_guard const guard(mutex_);
+   if (index_.isStale()) { // what is known of blocks and arenas may be a part of it
+      DomainLock const held = lock();
+      refresh();
+   }
    Entry* const block = catalog_.find(name);
    if (block == nullptr || block->mapCount == 0) {
       refuse("this block is not mapped in this process; each pinmem_map wants one pinmem_unmap");

@@ -49,6 +49,9 @@ public:
    /// Makes the next `refresh` start from nothing.
    void readAgain() { isStale_ = true; }
 
+   /// Whether it will: `readAgain` was called, or the last `refresh` came to a part of the records and was stopped.
+   bool isStale() const { return isStale_; }
+
    /// One record as it is in the file now; nothing when the slot is free.
    /// @throws Refusal  when it is damaged
    std::optional<Record> read(std::uint32_t slot) const;

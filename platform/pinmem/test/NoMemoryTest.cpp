@@ -1,6 +1,6 @@
 // Makes the n-th allocation of memory for the library's own tables fail, for every n, and looks at what is left.
-#include "src/Refusal.h"
 #include "test/support/DomainFixture.h"
+#include "test/support/RefusalOf.h"
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -129,6 +129,7 @@ TEST_F(NoMemoryTest, aChangedIndexIsReadWholeOrAgainWhicheverAllocationFails)
       open()->allocate("freed", 100, "", 0);
       auto const sut = open();
       sut->allocate("small", 8192, "", 4);
+      std::uint64_t const small = sut->map("small");
       {
          auto const other = open();
          other->allocate("another", 8192, "", 4);
@@ -137,6 +138,8 @@ TEST_F(NoMemoryTest, aChangedIndexIsReadWholeOrAgainWhicheverAllocationFails)
       }
 
       hasFailed = isStopped(number, [&] { sut->allocate("grown", 8192, "", 4); });
+
+      ASSERT_EQ(refusalOf([&] { sut->unmap("small", small); }), "") << number;
 
       expectWhole(*sut, number);
       ASSERT_FALSE(HasFailure()) << number;
