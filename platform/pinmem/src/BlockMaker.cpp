@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <ctime>
 #include <new>
-#include <sstream>
 #include <unistd.h>
 
 namespace pinmem_lib {
@@ -69,19 +68,21 @@ void BlockMaker::rewriteAddress(Entry& entry, std::uint64_t addressBus)
 
 void BlockMaker::moveTo(Entry& region, std::uint64_t addressBus)
 {
-   std::uint64_t const before = region.block.addressBus;
+   std::string const text = join( // before the move is on record, for nobody would say it later
+      "pinmem: '", printable(region.name), "': the bus address was 0x", std::hex, region.block.addressBus,
+      " and is now 0x", addressBus, ": the kernel has moved the memory; devices that use it must be told\n");
    // The region's own record last: until it is written, the next attach notices again.
    for (Entry& entry : catalog_.entries()) {
       Block const& block = entry.block;
-      if (block.isPacked() && block.arena == region.block.slot && block.arenaGeneration == region.block.generation) {
+      bool const isInIt =
+         block.isPacked() && block.arena == region.block.slot && block.arenaGeneration == region.block.generation;
+      // Some are right already where an attempt before this one came to half of them.
+      if (isInIt && block.addressBus != addressBus + block.offset) {
          rewriteAddress(entry, addressBus + block.offset);
       }
    }
    rewriteAddress(region, addressBus);
-   std::ostringstream text;
-   text << "pinmem: '" << printable(region.name) << "': the bus address was 0x" << std::hex << before
-        << " and is now 0x" << addressBus << ": the kernel has moved the memory; devices that use it must be told\n";
-   systemCalls.write(STDERR_FILENO, text.str().data(), text.str().size());
+   systemCalls.write(STDERR_FILENO, text.data(), text.size());
 }
 
 void BlockMaker::make(Entry& block, std::uint32_t size, std::string_view owner, std::uint32_t flags)

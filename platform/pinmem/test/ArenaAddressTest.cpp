@@ -1,6 +1,10 @@
 // Where packed blocks lie physically when their arena changes.
 #include "test/support/MadeUpPages.h"
+#include "test/support/RefusalOf.h"
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <unistd.h>
 
 using namespace pinmem_lib;
 using namespace pinmem_test;
@@ -11,17 +15,30 @@ class ArenaAddressTest : public MadeUpPages {
 protected:
    ArenaAddressTest()
    {
-      mountPages(page, {10, 20, 30, 40}); // no two are neighbours
+      mountPages(page, frames_);
       mountPages(giantPage, {7});
    }
 
    /// As if the kernel had moved all pages.
-   static void movePages()
+   void movePages() const
    {
-      for (std::uint64_t const frame : {10U, 20U, 30U, 40U}) {
+      for (std::uint64_t const frame : frames_) {
          movePage(frame, frame + 1);
       }
    }
+
+   static Frames scattered()
+   {
+      Frames frames;
+      for (std::uint64_t frame = 10; frame < 400; frame += 10) {
+         frames.push_back(frame);
+      }
+      return frames;
+   }
+
+   Frames const frames_ = scattered(); ///< no two are neighbours
+   static inline int failing_ = 0;     ///< which of the writes fails
+   static inline int writes_ = 0;
 
    static char* memoryOf(Domain& domain, std::string_view name)
    {
@@ -122,4 +139,36 @@ TEST_F(ArenaAddressTest, aNewBlockIsNotPutIntoAnArenaWhoseFileIsGone)
 
    std::strcpy(memoryOf(*sut, "new"), "bytes");
    EXPECT_STREQ(memoryOf(*open(), "new"), "bytes");
+}
+
+TEST_F(ArenaAddressTest, aMoveThatIsRecordedByHalfIsCompletedAndSaidOnce)
+{
+   for (bool hasFailed = true; hasFailed; ++failing_) {
+      std::filesystem::remove_all(root_ + "/default");
+      auto const sut = open();
+      std::uint64_t const before = sut->allocate("one", 64, "", 0);
+      sut->allocate("other", 64, "", 0);
+      movePages();
+      testing::internal::CaptureStderr();
+      writes_ = 0;
+      systemCalls.pwrite = [](int number, void const* bytes, std::size_t size, off_t offset) {
+         errno = ENOSPC;
+         return writes_++ == failing_ ? -1 : ::pwrite(number, bytes, size, offset);
+      };
+      refusalOf([&] { sut->allocate("new", 64, "", 0); });
+      hasFailed = writes_ > failing_;
+      systemCalls.pwrite = ::pwrite;
+
+      ASSERT_EQ(sut->allocate("new", 64, "", 0), before + page + 128) << failing_;
+
+      std::string const said = testing::internal::GetCapturedStderr();
+      ASSERT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+      std::uint64_t address = before + page;
+      for (Record const& record : sut->records()) {
+         ASSERT_EQ(record.block.addressBus, address) << failing_;
+         ASSERT_EQ(record.block.changeCount, record.name() == "new" ? 0U : 1U) << failing_;
+         address += 64;
+      }
+      ASSERT_EQ(sut->arenas().at(0).block.changeCount, 1U) << failing_;
+   }
 }
