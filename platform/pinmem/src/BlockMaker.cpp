@@ -106,7 +106,15 @@ void BlockMaker::makeAny(Entry& block, std::uint32_t size, std::string_view owne
    fresh.timeCreated = ::time(nullptr);
    fresh.uid = ::geteuid();
    fresh.node = backends_.node().node;
-   fresh.backend = static_cast<std::uint32_t>(backends_.kindFor(flags, [this] { return isHugetlbInUse(); }));
+   fresh.backend = static_cast<std::uint32_t>(backends_.kindFor(flags, [this] {
+      bool const isInUse = isHugetlbInUse();
+      if (!isInUse) {
+         // Free pages are looked for, and a process that was killed may have left all of them in a file.
+         Collected ignored = {};
+         collectHugePages(ignored);
+      }
+      return isInUse;
+   }));
    if (earlier.generation != 0 && fresh.backend == earlier.backend && size <= earlier.capacity) {
       fresh.arena = earlier.arena;
       fresh.offset = earlier.offset;
@@ -345,30 +353,38 @@ std::uint32_t BlockMaker::dropEmptyArenas()
 Collected BlockMaker::collect()
 {
    Collected collected = {};
-   std::set<std::uint32_t> const damaged = damagedSlots();
    collected.arenas = dropEmptyArenas();
+   collectFrom(backends_.shmFiles(), BackendKind::shm, collected);
+   collectHugePages(collected);
+   return collected;
+}
+
+void BlockMaker::collectHugePages(Collected& collected)
+{
+   for (RegionFiles const& files : backends_.hugetlb().folders()) {
+      collectFrom(files, BackendKind::hugetlb, collected);
+   }
+}
+
+void BlockMaker::collectFrom(RegionFiles const& files, BackendKind kind, Collected& collected)
+{
+   std::set<std::uint32_t> const damaged = damagedSlots();
    std::set<std::string> recorded;
    for (Entry const& entry : catalog_.entries()) {
-      if (!entry.block.isPacked()) {
+      // The slot may have gone to another backend since: its file there has the same name.
+      if (!entry.block.isPacked() && entry.block.backend == static_cast<std::uint32_t>(kind)) {
          recorded.insert(RegionFiles::nameOf(entry.block));
       }
    }
-   auto const collectFrom = [&](RegionFiles const& files) {
-      for (std::string const& name : files.directory().entries()) {
-         bool const isOurs = RegionFiles::isName(name) && recorded.count(name) == 0;
-         // What a damaged record says is not known, so that its file may be a block's.
-         if (isOurs && damaged.count(RegionFiles::slotOf(name)) == 0) {
-            std::optional<std::uint64_t> const bytes = files.tryCollect(name);
-            collected.files += bytes ? 1 : 0;
-            collected.bytes += bytes.value_or(0);
-         }
+   for (std::string const& name : files.directory().entries()) {
+      bool const isOurs = RegionFiles::isName(name) && recorded.count(name) == 0;
+      // What a damaged record says is not known, so that its file may be a block's.
+      if (isOurs && damaged.count(RegionFiles::slotOf(name)) == 0) {
+         std::optional<std::uint64_t> const bytes = files.tryCollect(name);
+         collected.files += bytes ? 1 : 0;
+         collected.bytes += bytes.value_or(0);
       }
-   };
-   collectFrom(backends_.shmFiles());
-   for (RegionFiles const& files : backends_.hugetlb().folders()) {
-      collectFrom(files);
    }
-   return collected;
 }
 
 } // namespace pinmem_lib

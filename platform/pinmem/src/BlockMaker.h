@@ -74,6 +74,9 @@ private:
    void checkWhole();
    std::set<std::uint32_t> damagedSlots() const;
    std::uint32_t dropEmptyArenas();
+   /// Removes files that have no record and that no process has open or mapped.
+   void collectFrom(RegionFiles const& files, BackendKind kind, Collected& collected);
+   void collectHugePages(Collected& collected);
 
    Index& index_;
    Catalog& catalog_;

@@ -43,6 +43,19 @@ protected:
       return frames;
    }
 
+   /// Makes an arena without a record, as a process does that is killed early.
+   /// @return that process, which has it mapped
+   std::unique_ptr<Domain> leaveArenaWithoutRecord() const
+   {
+      std::unique_ptr<Domain> killed = open();
+      killed->allocate("block", 64, "", 0);
+      Index index = Index::open(Directory::open(killed->path(), Directory::Trust::guarded));
+      for (std::uint32_t const slot : {0U, 1U}) {
+         index.clear(slot);
+      }
+      return killed;
+   }
+
    std::size_t fileCount() const
    {
       std::size_t count = 0;
@@ -369,4 +382,29 @@ TEST_F(HugetlbPickingTest, aFreedBlockGivesItsPagesBack)
    EXPECT_EQ(sut->free("small"), Domain::Freed::freed);
 
    EXPECT_EQ(freeFrames(), (std::set<std::uint64_t>{4, 5, 7, 9}));
+}
+
+TEST_F(HugetlbPickingTest, autoFindsThePagesThatAKilledProcessLeftInAFileWithoutARecord)
+{
+   mountPages(page, {7});
+   std::unique_ptr<Domain> killed = leaveArenaWithoutRecord();
+   std::uint64_t const simulated = std::uint64_t{1} << 63;
+   EXPECT_GE(open("auto")->allocate("while it lives", 64, "", 0), simulated);
+   EXPECT_EQ(freeFrames(), std::set<std::uint64_t>());
+
+   killed.reset();
+
+   EXPECT_EQ(open("auto")->allocate("after it", 64, "", 0), 7 * page);
+}
+
+TEST_F(HugetlbPickingTest, collectFindsAFileWhoseSlotWentToAnotherBackend)
+{
+   mountPages(page, {7});
+   leaveArenaWithoutRecord();
+   open("shm")->allocate("block", 64, "", 0);
+
+   EXPECT_EQ(open()->collect().files, 1U);
+
+   EXPECT_EQ(freeFrames(), std::set<std::uint64_t>{7});
+   EXPECT_EQ(open()->faults(), std::vector<std::string>());
 }

@@ -84,11 +84,11 @@ protected:
    }
 
    /// Each call is a process of its own, as far as the domain can tell.
-   std::unique_ptr<pinmem_lib::Domain> open() const
+   std::unique_ptr<pinmem_lib::Domain> open(std::string const& backend = "hugetlb") const
    {
       pinmem_lib::Settings settings;
       settings.directory = root_;
-      settings.backend = "hugetlb";
+      settings.backend = backend;
       pinmem_lib::Roots roots;
       roots.hugetlb = roots_;
       return pinmem_lib::Domain::open(settings, roots);
