@@ -124,8 +124,8 @@ Directory Directory::open(std::string const& path, Trust trust, Sharing const& s
    FileDescriptor descriptor(
       systemCalls.openat(AT_FDCWD, plain.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | follow, 0));
    if (!descriptor.isOpen()) {
-      refuse(
-         "directory '", printable(plain), "' cannot be opened: ", systemText(errno),
+      refuseUnopened(
+         errno, "directory '", printable(plain), "' cannot be opened: ", systemText(errno),
          "; it must be a directory and no link; make it, or name another with PINMEM_DIR");
    }
    return Directory(std::move(descriptor), plain, trust, sharing);
@@ -155,8 +155,8 @@ std::optional<Directory> Directory::child(std::string const& name, Trust trust, 
       if (errno == ENOENT) {
          return std::nullopt;
       }
-      refuse(
-         "'", printable(whole), "' cannot be used as a directory: ", systemText(errno),
+      refuseUnopened(
+         errno, "'", printable(whole), "' cannot be used as a directory: ", systemText(errno),
          "; it must be a directory of this user and no link");
    }
    Directory directory(std::move(descriptor), whole, trust, sharing_);

@@ -1,9 +1,9 @@
 #include "src/HugePages.h"
-#include "src/FileDescriptor.h"
 #include "src/Refusal.h"
 #include "src/SystemCalls.h"
 #include "src/SystemFile.h"
 #include <algorithm>
+#include <fcntl.h>
 #include <sstream>
 
 namespace pinmem_lib {
@@ -84,7 +84,7 @@ std::vector<HugetlbMount> HugetlbMount::all(std::string const& mountInfo)
          continue;
       }
       path = unescaped(path);
-      FileDescriptor const folder(systemCalls.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+      FileDescriptor const folder = openIfThere(path, O_DIRECTORY);
       struct statfs status = {};
       if (folder.isOpen() && systemCalls.fstatfs(folder.number(), &status) == 0) {
          mounts.push_back({path, static_cast<std::uint64_t>(status.f_bsize)});

@@ -370,6 +370,8 @@ std::vector<RegionFiles> HugetlbBackend::folders() const
          if (data) {
             found.emplace_back(std::move(*data));
          }
+      } catch (Shortage const&) {
+         throw;
       } catch (Refusal const&) {
          // Not ours, so that nothing of ours is in it.
       }

@@ -41,6 +41,7 @@ public:
    std::string obstacle(bool isInUse) const;
 
    /// The folders with this domain's files that are there already, for looking after them.
+   /// @throws Shortage  when they cannot all be looked for
    std::vector<RegionFiles> folders() const;
 
    /// Removes the domain's folders, which are empty.

@@ -4,6 +4,11 @@
 
 namespace pinmem_lib {
 
+bool isShortage(int error)
+{
+   return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
+
 void refuseMapping(std::uint64_t size, int error)
 {
    if (error == EAGAIN) {

@@ -15,6 +15,12 @@ public:
    using std::runtime_error::runtime_error;
 };
 
+/// The process or the machine has nothing left to open a file with: that says nothing about the file.
+class Shortage : public Refusal {
+public:
+   using Refusal::Refusal;
+};
+
 /// There are not enough huge pages of one size, or not enough that are neighbours, or these come in too many pieces.
 class NoPages : public Refusal {
 public:
@@ -35,6 +41,18 @@ std::string join(Parts const&... parts)
 template <typename... Parts>
 [[noreturn]] void refuse(Parts const&... parts)
 {
+   throw Refusal(join(parts...));
+}
+
+bool isShortage(int error);
+
+/// The same for something that could not be opened: a Shortage, if the error is one.
+template <typename... Parts>
+[[noreturn]] void refuseUnopened(int error, Parts const&... parts)
+{
+   if (isShortage(error)) {
+      throw Shortage(join(parts...));
+   }
    throw Refusal(join(parts...));
 }
 

@@ -1,15 +1,26 @@
 #include "src/SystemFile.h"
-#include "src/FileDescriptor.h"
+#include "src/Refusal.h"
 #include "src/SystemCalls.h"
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <fcntl.h>
 #include <memory>
 
 namespace pinmem_lib {
 
+FileDescriptor openIfThere(std::string const& path, int flags)
+{
+   FileDescriptor file(systemCalls.openat(AT_FDCWD, path.c_str(), flags | O_RDONLY | O_CLOEXEC, 0));
+   if (!file.isOpen() && isShortage(errno)) {
+      refuseUnopened(errno, "'", printable(path), "' cannot be opened: ", systemText(errno));
+   }
+   return file;
+}
+
 std::optional<std::string> textOfFile(std::string const& path)
 {
-   FileDescriptor const file(systemCalls.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC, 0));
+   FileDescriptor const file = openIfThere(path);
    if (!file.isOpen()) {
       return std::nullopt;
    }
@@ -37,7 +48,7 @@ std::optional<std::uint64_t> numberInFile(std::string const& path)
 
 std::vector<std::string> namesIn(std::string const& path)
 {
-   FileDescriptor folder(systemCalls.openat(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+   FileDescriptor folder = openIfThere(path, O_DIRECTORY);
    if (!folder.isOpen()) {
       return {};
    }

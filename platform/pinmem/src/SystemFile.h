@@ -1,11 +1,18 @@
 #pragma once
 
+#include "src/FileDescriptor.h"
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace pinmem_lib {
+
+// Each throws Shortage where nothing is left to open a file with.
+
+/// Opens a file or folder of the system for reading; not open when that failed.
+/// @param flags  further ones for open(2)
+FileDescriptor openIfThere(std::string const& path, int flags = 0);
 
 /// The whole text of a small file of the system, such as those in /proc and /sys; nothing when it cannot be read.
 std::optional<std::string> textOfFile(std::string const& path);

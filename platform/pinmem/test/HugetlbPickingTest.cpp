@@ -3,6 +3,8 @@
 #include "test/support/FailingCalls.h"
 #include "test/support/MadeUpPages.h"
 #include "test/support/RefusalOf.h"
+#include <cerrno>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -55,6 +57,9 @@ protected:
       }
       return killed;
    }
+
+   static inline int failing_ = 0; ///< which of the files cannot be opened
+   static inline int opened_ = 0;
 
    std::size_t fileCount() const
    {
@@ -407,4 +412,28 @@ TEST_F(HugetlbPickingTest, collectFindsAFileWhoseSlotWentToAnotherBackend)
 
    EXPECT_EQ(freeFrames(), std::set<std::uint64_t>{7});
    EXPECT_EQ(open()->faults(), std::vector<std::string>());
+}
+
+TEST_F(HugetlbPickingTest, foldersThatCannotBeLookedForAreNotTakenForMissing)
+{
+   mountPages(page, {7});
+   HugetlbBackend sut = backend();
+   Block block = blockOf(1);
+   ASSERT_EQ(refusalOfBlock(sut, block), "");
+   ASSERT_EQ(sut.folders().size(), 1U);
+
+   bool hasFailed = true;
+   for (failing_ = 0; hasFailed; ++failing_) {
+      opened_ = 0;
+      auto* const real = systemCalls.openat;
+      systemCalls.openat = [](int directory, char const* path, int flags, mode_t mode) {
+         errno = EMFILE;
+         return opened_++ == failing_ ? -1 : ::openat(directory, path, flags, mode);
+      };
+      std::string const refusal = refusalOf([&] { sut.folders(); });
+      systemCalls.openat = real;
+      hasFailed = opened_ > failing_;
+      EXPECT_EQ(refusal.find("Too many open files") != std::string::npos, hasFailed) << failing_ << ": " << refusal;
+   }
+   EXPECT_GE(failing_, 5);
 }
