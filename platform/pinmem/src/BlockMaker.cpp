@@ -68,9 +68,11 @@ void BlockMaker::rewriteAddress(Entry& entry, std::uint64_t addressBus)
 
 void BlockMaker::moveTo(Entry& region, std::uint64_t addressBus)
 {
+   std::string const what = region.name.empty() ? join("arena ", region.block.slot, ", with the blocks packed in it")
+                                                : join("'", printable(region.name), "'");
    std::string const text = join( // before the move is on record, for nobody would say it later
-      "pinmem: '", printable(region.name), "': the bus address was 0x", std::hex, region.block.addressBus,
-      " and is now 0x", addressBus, ": the kernel has moved the memory; devices that use it must be told\n");
+      "pinmem: ", what, ": the bus address was 0x", std::hex, region.block.addressBus, " and is now 0x", addressBus,
+      ": the kernel has moved the memory; devices that use it must be told\n");
    // The region's own record last: until it is written, the next attach notices again.
    for (Entry& entry : catalog_.entries()) {
       Block const& block = entry.block;

@@ -84,7 +84,8 @@ TEST_F(ArenaAddressTest, aNewBlockInAnArenaThatMovedWhileItWasMappedIsWhereTheAr
 
    EXPECT_EQ(address, physicalOf(sut->map("new")));
    std::ostringstream expected;
-   expected << "pinmem: '': the bus address was 0x" << std::hex << before << " and is now 0x" << before + page
+   expected << "pinmem: arena 0, with the blocks packed in it: the bus address was 0x" << std::hex << before
+            << " and is now 0x" << before + page
             << ": the kernel has moved the memory; devices that use it must be told\n";
    EXPECT_EQ(testing::internal::GetCapturedStderr(), expected.str());
    EXPECT_EQ(sut->allocate("old", 64, "", 0), before + page);
