@@ -118,26 +118,32 @@ TEST(RegionFilesTest, aLimitOfLockedMemoryIsToldFromOtherReasons)
    FileDescriptor const file(::open((temporary / "a").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
    constexpr std::uint64_t size = 8U << 20;
    ASSERT_EQ(::ftruncate(file.number(), size), 0);
+   std::string const nothingIsLocked = "nothing is locked";
    auto const refusalWithALimit = [&] {
       rlimit before = {};
       ::getrlimit(RLIMIT_MEMLOCK, &before);
       rlimit const limit = {std::min<rlim_t>(size / 2, before.rlim_max), before.rlim_max};
       ::setrlimit(RLIMIT_MEMLOCK, &limit);
       std::string text = ::mlockall(MCL_FUTURE) == 0 ? "" : "cannot lock: ";
-      text += refusalOf([&] { ::munmap(RegionFiles::map(file, size), size); });
+      void* const probe = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+      text += probe != MAP_FAILED ? nothingIsLocked : refusalOf([&] { ::munmap(RegionFiles::map(file, size), size); });
       ::munlockall();
       ::setrlimit(RLIMIT_MEMLOCK, &before);
       return text;
    };
 
    EXPECT_EQ(
-      ::geteuid() == 0 ? asOrdinaryUser(Privilege::never, refusalWithALimit) : refusalWithALimit(),
-      "8388608 bytes cannot be mapped: this process locks all its memory (mlockall), and the limit of locked memory is "
-      "reached; raise it, see 'ulimit -l'");
-   EXPECT_EQ(
       refusalOf([&] { RegionFiles::map(file, std::uint64_t{1} << 62); }),
       "4611686018427387904 bytes cannot be mapped: Cannot allocate memory; see 'ulimit -v' and "
       "/proc/sys/vm/max_map_count");
+   std::string const text =
+      ::geteuid() == 0 ? asOrdinaryUser(Privilege::never, refusalWithALimit) : refusalWithALimit();
+   if (text == nothingIsLocked) {
+      GTEST_SKIP() << "mlockall does nothing here, as with an address sanitizer";
+   }
+   EXPECT_EQ(
+      text, "8388608 bytes cannot be mapped: this process locks all its memory (mlockall), and the limit of locked "
+            "memory is reached; raise it, see 'ulimit -l'");
 }
 
 TEST(RegionFilesTest, whatIsNoFileIsNotCollected)
